@@ -1,0 +1,111 @@
+#include "LuaConfig.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace Lua {
+
+namespace {
+
+// A truncating conversion to 64 bits as the processor does it: a value that has no 64-bit integer
+// (NaN, infinities, out of range) gives the "integer indefinite" value 0x8000000000000000.
+int64_t truncate_to_int64(double value) {
+  if (!(value > -9223372036854775808.0 && value < 9223372036854775808.0)) return INT64_MIN;
+  return static_cast<int64_t>(value);
+}
+
+}  // namespace
+
+Config::Config(lua_State* state, int index, bool detach)
+    : L(state), top(lua_gettop(state)), detached(detach) {
+  if (detached) return;
+  lua_pushvalue(L, index);
+}
+
+Config::~Config() {
+  if (detached) return;
+  lua_settop(L, top);
+}
+
+int Config::resolve(const char* path) {
+  if (!lua_istable(L, -1)) return 0;
+  const char* last_dot = std::strrchr(path, '.');
+  if (!last_dot) {
+    lua_pushstring(L, path);
+    return 1;
+  }
+  lua_pushvalue(L, -1);
+  // Each segment before the last dot steps one level down; empty segments are legal keys. A step
+  // may land on any non-nil value: it is checked only when the next segment comes.
+  for (const char* segment = path; segment <= last_dot;) {
+    const char* dot = std::strchr(segment, '.');
+    lua_pushlstring(L, segment, size_t(dot - segment));
+    if (!lua_istable(L, -2)) {
+      lua_pop(L, 2);
+      return 0;
+    }
+    lua_gettable(L, -2);
+    if (lua_isnil(L, -1)) {
+      lua_pop(L, 2);
+      return 0;
+    }
+    lua_remove(L, -2);
+    segment = dot + 1;
+  }
+  lua_pushstring(L, last_dot + 1);
+  return 2;
+}
+
+void Config::pushField(const char* path) {
+  const int resolved = resolve(path);
+  if (resolved == 0) {
+    lua_pushnil(L);
+    return;
+  }
+  lua_gettable(L, -2);
+  if (resolved == 2) lua_remove(L, -2);
+}
+
+bool Config::pushTable(const char* path) {
+  pushField(path);
+  if (lua_istable(L, -1)) return true;
+  lua_pop(L, 1);
+  return false;
+}
+
+void Config::pushIndex(int i) {
+  if (!lua_istable(L, -1)) {
+    lua_pushnil(L);
+    return;
+  }
+  lua_pushnumber(L, i);
+  lua_gettable(L, -2);
+}
+
+bool Config::popInt(uint32_t& out) {
+  const bool ok = lua_isnumber(L, -1) != 0;
+  if (ok) out = static_cast<uint32_t>(truncate_to_int64(lua_tonumber(L, -1)));
+  lua_pop(L, 1);
+  return ok;
+}
+
+bool Config::popString(std::string& out) {
+  const bool ok = lua_isstring(L, -1) != 0;
+  if (ok) out = lua_tolstring(L, -1, nullptr);  // converts a number in place
+  lua_pop(L, 1);
+  return ok;
+}
+
+bool Config::popBool(bool& out) {
+  bool ok = true;
+  if (lua_isboolean(L, -1))
+    out = lua_toboolean(L, -1) != 0;
+  else if (lua_isnumber(L, -1))
+    out = lua_tonumber(L, -1) != 0.0;
+  else
+    ok = false;
+  lua_pop(L, 1);
+  return ok;
+}
+
+}  // namespace Lua

@@ -1,0 +1,25 @@
+#include "ToolPaths.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+std::string loaderSpelling(const std::string& path) {
+  if (path.empty() || path.front() != '/') return path;
+  std::error_code error;
+  const fs::path cwd = fs::current_path(error);
+  if (error) return path;
+  const fs::path relative = fs::path(path).lexically_relative(cwd);
+  return relative.empty() ? path : relative.string();
+}
+
+std::string bundledExamplesDir() {
+  std::error_code error;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    const fs::path installed = exe.parent_path().parent_path() / "share" / "qkmt" / "examples";
+    if (fs::exists(installed / "materials.lua", error)) return installed.string();
+  }
+  return QKMT_EXAMPLES_DIR;
+}

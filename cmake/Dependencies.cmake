@@ -1,0 +1,21 @@
+# Every dependency comes from the system (Debian's -dev packages); nothing is vendored.
+find_package(PkgConfig REQUIRED)
+
+# Lua 5.1 built as C++, so that a Lua error unwinds C++ frames and runs their destructors.
+pkg_check_modules(LUA51 REQUIRED IMPORTED_TARGET lua5.1-c++)
+pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
+pkg_check_modules(YAJL REQUIRED IMPORTED_TARGET yajl)
+pkg_check_modules(STB REQUIRED IMPORTED_TARGET stb)   # stb_sprintf, compiled into libstb
+find_package(ZLIB REQUIRED)
+find_package(Boost 1.74 REQUIRED)                     # Boost.Container is header-only here
+find_package(Threads REQUIRED)
+find_package(CLI11 2.1 REQUIRED)
+
+if(QK_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  include(GoogleTest)
+endif()
+if(QK_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
