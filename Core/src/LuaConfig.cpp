@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <exception>
 
 namespace Lua {
 
@@ -17,13 +18,19 @@ int64_t truncate_to_int64(double value) {
 }  // namespace
 
 Config::Config(lua_State* state, int index, bool detach)
-    : L(state), top(lua_gettop(state)), detached(detach) {
+    : L(state), top(lua_gettop(state)), detached(detach), exceptionsAtStart(std::uncaught_exceptions()) {
   if (detached) return;
   lua_pushvalue(L, index);
 }
 
 Config::~Config() {
   if (detached) return;
+  if (std::uncaught_exceptions() > exceptionsAtStart && lua_gettop(L) > top) {
+    // Unwinding: keep the value on top, which is the error object when Lua raised.
+    if (lua_gettop(L) > top + 1) lua_replace(L, top + 1);
+    lua_settop(L, top + 1);
+    return;
+  }
   lua_settop(L, top);
 }
 

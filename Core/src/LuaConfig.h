@@ -3,7 +3,9 @@
 // While a Config lives, the top of the stack is the current table and the reading operations work
 // on it: push a field by a dotted path, enter a table, push an element by index, pop a value as
 // text, number or bool. The destructor puts the stack back to the height it found, also when an
-// exception leaves the scope. Metamethods are honoured throughout (lua_gettable).
+// exception leaves the scope; in that case the value on top is kept just above that height, since
+// a Lua error unwinding through the scope has its error object there, and the protected call that
+// catches it takes it from the top. Metamethods are honoured throughout (lua_gettable).
 //
 // A Config belongs to the thread that made it. It has no protection of its own: a Lua error raised
 // by a look-up (a metamethod's error, indexing a non-table) goes to the caller's protected call,
@@ -53,6 +55,7 @@ class Config {
   lua_State* L;
   int top;
   bool detached;
+  int exceptionsAtStart;  // std::uncaught_exceptions() when the guard was made
 };
 
 }  // namespace Lua

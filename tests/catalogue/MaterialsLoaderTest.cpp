@@ -1,0 +1,360 @@
+// loadMaterialsList: the schema with its defaults and truncation rules, and every failure message.
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "MaterialsList.h"
+#include "RecordingHost.h"
+#include "TempDir.h"
+#include "qk_lua.h"
+
+namespace {
+
+class MaterialsLoader : public ::testing::Test {
+ protected:
+  bool load(const std::string& script) {
+    return list.loadMaterialsList(dir.write("materials.lua", script).c_str());
+  }
+
+  // The one material that `materials = { m = { <fields> } }` yields, loaded into a list of its own.
+  const MaterialDesc& material(const std::string& fields) {
+    MaterialsList& own = *lists.emplace_back(std::make_unique<MaterialsList>());
+    const std::string file = dir.write("one.lua", "materials = { m = { " + fields + " } }");
+    EXPECT_TRUE(own.loadMaterialsList(file.c_str())) << fields;
+    EXPECT_EQ(own.materials().size(), 1u) << fields;
+    static const MaterialDesc none;
+    return own.materials().empty() ? none : own.materials().front();
+  }
+
+  // The one message box shown, as "caption|text|style".
+  std::string onlyBox() {
+    EXPECT_EQ(host.boxes.size(), 1u);
+    if (host.boxes.empty()) return "";
+    const Box& b = host.boxes.front();
+    return b.caption + "|" + b.text + "|" + std::to_string(b.style);
+  }
+
+  // The keys of the table that `expression` gives after running `script`, in Lua's traversal order.
+  static std::vector<std::string> traversalOrder(const std::string& script, const char* expression) {
+    lua_State* L = luaL_newstate();
+    luaL_openlibs(L);
+    const std::string code = script + "\nlocal keys = {} for k in pairs(" + expression +
+                             ") do keys[#keys + 1] = tostring(k) end return table.concat(keys, ',')";
+    EXPECT_EQ(luaL_dostring(L, code.c_str()), 0);
+    std::vector<std::string> keys;
+    std::string all = lua_tostring(L, -1);
+    lua_close(L);
+    for (size_t start = 0, comma; start <= all.size(); start = comma + 1) {
+      comma = all.find(',', start);
+      if (comma == std::string::npos) comma = all.size();
+      keys.push_back(all.substr(start, comma - start));
+    }
+    return keys;
+  }
+
+  TempDir dir;
+  RecordingHost host;
+  MaterialsList list;
+  std::vector<std::unique_ptr<MaterialsList>> lists;
+};
+
+// ---- Schema ----------------------------------------------------------------------------------
+
+TEST_F(MaterialsLoader, ReadsEveryFieldOfTheSchema) {
+  const MaterialDesc& m = material(
+      "shader_name = 'lit', uniforms = { a = 1 },"
+      "textures = { d = { tex = 'Diffuse Color', channel = 2, uniforms = { s = 'x' } } },"
+      "misc = { normals = false, opacity = 'alpha_test', depthBias = true, shadowCaster = false,"
+      "         onlyShadowCaster = true },"
+      "allowed_nodes = { 'b', 'a' }, allowed_objects = { 'Line', 'Mesh' },"
+      "default_user_defines = { A = 'on' }");
+  EXPECT_EQ(m.name, "m");
+  EXPECT_EQ(m.shaderName, "lit");
+  EXPECT_EQ(m.defaultUniforms, "a=1\r\n");
+  ASSERT_EQ(m.textures.size(), 1u);
+  EXPECT_EQ(m.textures[0].name, "d");
+  EXPECT_EQ(m.textures[0].tex, "Diffuse Color");
+  EXPECT_EQ(m.textures[0].channel, 2);
+  EXPECT_EQ(m.textures[0].uniforms, "s=x\r\n");
+  EXPECT_FALSE(m.normals);
+  EXPECT_EQ(m.opacity, OPACITY_ALPHA_TEST);
+  EXPECT_TRUE(m.depthBias);
+  EXPECT_FALSE(m.shadowCaster);
+  EXPECT_TRUE(m.onlyShadowCaster);
+  EXPECT_EQ(m.decal, 0);  // the script has no key for it
+  EXPECT_EQ(m.allowedNodes, (std::set<std::string>{"a", "b"}));
+  EXPECT_EQ(m.allowedObjects, (std::set<ObjectKind>{ObjectKind::Mesh, ObjectKind::Line}));
+  EXPECT_EQ(m.defaultUserDefines, "A = \"on\";");
+  EXPECT_TRUE(host.boxes.empty());
+}
+
+TEST_F(MaterialsLoader, AnEmptyEntryHasTheDefaults) {
+  const MaterialDesc& m = material("");
+  EXPECT_EQ(m.shaderName, "");
+  EXPECT_TRUE(m.textures.empty());
+  EXPECT_TRUE(m.shadowCaster);
+  EXPECT_TRUE(m.normals);
+  EXPECT_FALSE(m.onlyShadowCaster || m.depthBias);
+  EXPECT_EQ(m.opacity, 0);
+}
+
+TEST_F(MaterialsLoader, FieldsOfTheWrongTypeCountAsAbsent) {
+  const MaterialDesc& m = material(
+      "shader_name = {}, uniforms = 'x', textures = 3, misc = 'x', allowed_nodes = 'a',"
+      "allowed_objects = 1, default_user_defines = true");
+  EXPECT_EQ(m.shaderName, "");
+  EXPECT_EQ(m.defaultUniforms, "");
+  EXPECT_TRUE(m.textures.empty() && m.allowedNodes.empty() && m.allowedObjects.empty());
+  EXPECT_EQ(m.defaultUserDefines, "");
+}
+
+TEST_F(MaterialsLoader, ANumberShaderNameIsTakenInItsStringForm) {
+  EXPECT_EQ(material("shader_name = 12.5").shaderName, "12.5");
+}
+
+TEST_F(MaterialsLoader, RetiredNamesBecomeDefault) {
+  ASSERT_TRUE(load("materials = { metal = { shader_name = 'm' }, default = { shader_name = 'd' },"
+                   "             Metal = {}, billboard = {} }"));
+  const std::vector<std::string> order = traversalOrder(
+      "materials = { metal = {}, default = {}, Metal = {}, billboard = {} }", "materials");
+  ASSERT_EQ(list.materials().size(), 4u);
+  for (size_t i = 0; i < order.size(); ++i) {
+    const bool retired = order[i] == "metal" || order[i] == "billboard";
+    EXPECT_EQ(list.materials()[i].name, retired ? "default" : order[i]);  // "Metal" isn't retired
+  }
+  // The first "default" in list order is the one a look-up finds.
+  for (const MaterialDesc& m : list.materials()) {
+    if (m.name == "default") {
+      EXPECT_EQ(list.findMaterial("default"), &m);
+      break;
+    }
+  }
+  EXPECT_EQ(canonicalMaterialName("Grass"), "default");
+  EXPECT_EQ(canonicalMaterialName("grass"), "grass");
+  EXPECT_EQ(canonicalMaterialName(""), "");
+}
+
+TEST_F(MaterialsLoader, TheListKeepsTraversalOrder) {
+  const std::string script = "materials = { z = {}, a = {}, m = {}, b = {}, k = {} }";
+  ASSERT_TRUE(load(script));
+  const std::vector<std::string> order = traversalOrder(script, "materials");
+  ASSERT_EQ(list.materials().size(), order.size());
+  for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(list.materials()[i].name, order[i]);
+}
+
+// ---- Uniform blocks --------------------------------------------------------------------------
+
+TEST_F(MaterialsLoader, UniformLinesEndWithCarriageReturnAndLineFeed) {
+  EXPECT_EQ(material("uniforms = { a = 1 }").defaultUniforms, "a=1\r\n");
+}
+
+TEST_F(MaterialsLoader, NumbersAreWrittenInLuasOwnForm) {
+  EXPECT_EQ(material("uniforms = { a = 1.5 }").defaultUniforms, "a=1.5\r\n");
+  EXPECT_EQ(material("uniforms = { a = 1e20 }").defaultUniforms, "a=1e+20\r\n");
+  EXPECT_EQ(material("uniforms = { a = 1/3 }").defaultUniforms, "a=0.33333333333333\r\n");
+}
+
+TEST_F(MaterialsLoader, ALineIsCutAt511BytesAndLosesItsLineEnd) {
+  const std::string fits(507, 'v');  // "a=" + 507 + "\r\n" = 511
+  EXPECT_EQ(material("uniforms = { a = '" + fits + "' }").defaultUniforms, "a=" + fits + "\r\n");
+  const std::string longer(600, 'v');
+  EXPECT_EQ(material("uniforms = { a = '" + longer + "' }").defaultUniforms,
+            "a=" + std::string(509, 'v'));
+}
+
+TEST_F(MaterialsLoader, ANonTextValueRepeatsTheTextBeforeIt) {
+  const std::string script = "materials = { m = { uniforms = { first = {}, b = 'B', c = true } } }";
+  ASSERT_TRUE(load(script));
+  const std::vector<std::string> keys = traversalOrder(script, "materials.m.uniforms");
+  // Each value that isn't text repeats the previous line's value; before the first line that is
+  // the last key that was collected.
+  std::string expected, previous = keys.back();
+  for (const std::string& key : keys) {
+    if (key == "b") previous = "B";
+    expected += key + "=" + previous + "\r\n";
+  }
+  EXPECT_EQ(list.materials()[0].defaultUniforms, expected);
+}
+
+TEST_F(MaterialsLoader, ANumberKeyIsLookedUpAsText) {
+  // The key 1 becomes the text "1", and t["1"] is nil: the line repeats the collected key.
+  EXPECT_EQ(material("uniforms = { 'x' }").defaultUniforms, "1=1\r\n");
+}
+
+TEST_F(MaterialsLoader, DottedUniformKeysWalkNestedTables) {
+  const std::string block = material("uniforms = { ['a.b'] = 'flat', a = { b = 'nested' } }").defaultUniforms;
+  EXPECT_NE(block.find("a.b=nested\r\n"), std::string::npos) << block;
+}
+
+// ---- Textures --------------------------------------------------------------------------------
+
+TEST_F(MaterialsLoader, ATextureWithoutTexOrChannelIsDropped) {
+  const MaterialDesc& m = material(
+      "textures = { keep = { tex = 'T', channel = 1 }, notex = { channel = 1 },"
+      "             nochannel = { tex = 'T' }, text = 'x', badchannel = { tex = 'T', channel = 'c' } }");
+  ASSERT_EQ(m.textures.size(), 1u);
+  EXPECT_EQ(m.textures[0].name, "keep");
+}
+
+TEST_F(MaterialsLoader, ChannelsAreCutTowardZero) {
+  const MaterialDesc& m = material(
+      "textures = { a = { tex = 'T', channel = 1.9 }, b = { tex = 'T', channel = -1.9 },"
+      "             c = { tex = 'T', channel = '12' }, d = { tex = 'T', channel = 4294967297 } }");
+  std::map<std::string, int32_t> channels;
+  for (const TextureDesc& t : m.textures) channels[t.name] = t.channel;
+  EXPECT_EQ(channels, (std::map<std::string, int32_t>{{"a", 1}, {"b", -1}, {"c", 12}, {"d", 1}}));
+}
+
+TEST_F(MaterialsLoader, ATextureNameWithADotCannotBeReached) {
+  EXPECT_TRUE(material("textures = { ['a.b'] = { tex = 'T', channel = 1 } }").textures.empty());
+}
+
+TEST_F(MaterialsLoader, TexturesKeepTraversalOrderAndTheirUniforms) {
+  const std::string textures =
+      "{ t1 = { tex = 'A', channel = 1, uniforms = { u = 2 } }, t2 = { tex = 'B', channel = 2 },"
+      "  t3 = { tex = 'C', channel = 3, uniforms = 'not a table' } }";
+  const MaterialDesc& m = material("textures = " + textures);
+  const std::vector<std::string> order = traversalOrder("t = " + textures, "t");
+  ASSERT_EQ(m.textures.size(), 3u);
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(m.textures[i].name, order[i]);
+    EXPECT_EQ(m.textures[i].uniforms, order[i] == "t1" ? "u=2\r\n" : "");
+  }
+}
+
+using MaterialsLoaderDeathTest = MaterialsLoader;
+
+TEST_F(MaterialsLoaderDeathTest, ATextureEntryLuaCannotIndexEndsTheProcess) {
+  EXPECT_DEATH(load("materials = { m = { textures = { a = 1 } } }"),
+               "ALERT   LUA \\([^)]*\\): Lua panic: attempt to index a number value");
+}
+
+// ---- misc ------------------------------------------------------------------------------------
+
+TEST_F(MaterialsLoader, MiscFlagsTakeBooleansAndNumbers) {
+  EXPECT_TRUE(material("misc = {}").shadowCaster);
+  EXPECT_FALSE(material("misc = { shadowCaster = 0 }").shadowCaster);
+  EXPECT_TRUE(material("misc = { shadowCaster = 'no' }").shadowCaster);
+  EXPECT_FALSE(material("misc = { onlyShadowCaster = 'yes' }").onlyShadowCaster);
+  EXPECT_TRUE(material("misc = { onlyShadowCaster = 2 }").onlyShadowCaster);
+  EXPECT_TRUE(material("misc = { normals = 'no' }").normals);
+  EXPECT_FALSE(material("misc = { normals = '0' }").normals);
+  EXPECT_FALSE(material("misc = { depthBias = {} }").depthBias);
+  EXPECT_TRUE(material("misc = { depthBias = -1 }").depthBias);
+}
+
+TEST_F(MaterialsLoader, OpacityTextsAreExactAndCaseSensitive) {
+  EXPECT_EQ(material("misc = { opacity = 'blend' }").opacity, OPACITY_BLEND);
+  EXPECT_EQ(material("misc = { opacity = 'alpha_test' }").opacity, OPACITY_ALPHA_TEST);
+  EXPECT_EQ(material("misc = { opacity = 'sum_blend' }").opacity, OPACITY_SUM_BLEND);
+  EXPECT_EQ(material("misc = { opacity = 'Blend' }").opacity, OPACITY_NONE);
+  EXPECT_EQ(material("misc = { opacity = 1 }").opacity, OPACITY_NONE);
+}
+
+// ---- Allowed sets and user defines -----------------------------------------------------------
+
+TEST_F(MaterialsLoader, AllowedNodesStopAtTheFirstGap) {
+  EXPECT_EQ(material("allowed_nodes = { 'a', nil, 'b' }").allowedNodes, (std::set<std::string>{"a"}));
+  EXPECT_EQ(material("allowed_nodes = { 'b', 'a', 'b', 7 }").allowedNodes,
+            (std::set<std::string>{"7", "a", "b"}));
+  EXPECT_EQ(material("allowed_nodes = { 'a', {}, 'b' }").allowedNodes, (std::set<std::string>{"a"}));
+}
+
+TEST_F(MaterialsLoader, UnknownObjectKindsAreSkipped) {
+  EXPECT_EQ(material("allowed_objects = { 'Mesh', 'Teapot', 'Line' }").allowedObjects,
+            (std::set<ObjectKind>{ObjectKind::Mesh, ObjectKind::Line}));
+  EXPECT_EQ(material("allowed_objects = { 'mesh', 'Spline' }").allowedObjects,
+            (std::set<ObjectKind>{ObjectKind::Spline}));
+}
+
+TEST_F(MaterialsLoader, UserDefinesRunTogetherWithoutSeparators) {
+  EXPECT_EQ(material("default_user_defines = { a = '1' }").defaultUserDefines, "a = \"1\";");
+  const std::string script = "materials = { m = { default_user_defines = { a = '1', b = 2, c = {} } } }";
+  ASSERT_TRUE(load(script));
+  std::string expected;
+  for (const std::string& key : traversalOrder(script, "materials.m.default_user_defines"))
+    if (key != "c") expected += key + " = \"" + (key == "a" ? "1" : "2") + "\";";
+  EXPECT_EQ(list.materials().back().defaultUserDefines, expected);
+}
+
+// ---- Failures --------------------------------------------------------------------------------
+
+TEST_F(MaterialsLoader, AMissingFileCannotBeLoaded) {
+  EXPECT_FALSE(list.loadMaterialsList("absent.lua"));
+  EXPECT_EQ(onlyBox(), "Error|Can't load file: absent.lua. Reason: no file 'absent.lua'|48");
+}
+
+TEST_F(MaterialsLoader, ASyntaxErrorCannotBeLoaded) {
+  EXPECT_FALSE(load("materials = {"));
+  EXPECT_EQ(onlyBox(),
+            "Error|Can't load file: materials.lua. Reason: [string \"materials.lua\"]:1: "
+            "unexpected symbol near '<eof>'|48");
+}
+
+TEST_F(MaterialsLoader, ARunningErrorCannotBeParsed) {
+  EXPECT_FALSE(load("error('broken catalogue')"));
+  EXPECT_EQ(onlyBox(),
+            "Error|Can't parse file: materials.lua. Reason: [string \"materials.lua\"]:1: "
+            "broken catalogue|48");
+}
+
+TEST_F(MaterialsLoader, AnErrorObjectThatIsNotTextIsNamedByItsType) {
+  EXPECT_FALSE(load("error({})"));
+  EXPECT_EQ(onlyBox(), "Error|Can't parse file: materials.lua. Reason: (error object is a table value)|48");
+}
+
+TEST_F(MaterialsLoader, AScriptWithoutTheTableIsAParsingError) {
+  EXPECT_FALSE(load("materials = 'none'"));
+  EXPECT_EQ(onlyBox(), "Error|Parsing error in file:materials.lua|48");
+}
+
+TEST_F(MaterialsLoader, AnEntryThatIsNotATableCannotBeParsed) {
+  EXPECT_FALSE(load("materials = { a = 1 }"));
+  EXPECT_EQ(onlyBox(), "Error|Can't parse material: a|48");
+}
+
+TEST_F(MaterialsLoader, AMaterialKeyWithADotCannotBeReached) {
+  EXPECT_FALSE(load("materials = { ['a.b'] = {} }"));
+  EXPECT_EQ(onlyBox(), "Error|Can't parse material: a.b|48");
+}
+
+TEST_F(MaterialsLoader, AKeyThatIsNotTextRepeatsThePreviousKey) {
+  EXPECT_FALSE(load("materials = { [true] = {} }"));
+  EXPECT_EQ(onlyBox(), "Error|Can't parse material: |48");
+}
+
+TEST_F(MaterialsLoader, AFailedLoadKeepsWhatItReadBefore) {
+  const std::string script = "materials = { a = {}, b = {}, c = {}, bad = 1, d = {}, e = {} }";
+  EXPECT_FALSE(load(script));
+  EXPECT_EQ(onlyBox(), "Error|Can't parse material: bad|48");
+  std::vector<std::string> before;
+  for (const std::string& key : traversalOrder(script, "materials")) {
+    if (key == "bad") break;
+    before.push_back(key);
+  }
+  ASSERT_EQ(list.materials().size(), before.size());
+  for (size_t i = 0; i < before.size(); ++i) EXPECT_EQ(list.materials()[i].name, before[i]);
+}
+
+TEST_F(MaterialsLoader, AnEmptyPathIsOutOfRange) {
+  try {
+    list.loadMaterialsList("");
+    FAIL() << "no exception";
+  } catch (const std::out_of_range& e) {
+    EXPECT_STREQ(e.what(), "Call front() on empty string.");
+  }
+  EXPECT_TRUE(host.boxes.empty());
+}
+
+TEST_F(MaterialsLoader, ANonAsciiPathIsEncodedTwiceAndNotFound) {
+  const std::string name = "m\xC3\xA4terials.lua";  // "mäterials.lua" in UTF-8
+  dir.write(name, "materials = {}");
+  EXPECT_FALSE(list.loadMaterialsList(name.c_str()));
+  EXPECT_EQ(onlyBox(), "Error|Can't load file: " + name + ". Reason: no file 'm\xC3\x83\xC2\xA4terials.lua'|48");
+}
+
+}  // namespace
