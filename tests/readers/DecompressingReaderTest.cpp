@@ -32,11 +32,6 @@ size_t positionOf(qk::Reader* reader) {
   return dynamic_cast<qk::ZlibInflateReader&>(*reader).position();
 }
 
-size_t totalOf(qk::Reader* reader) {
-  if (auto* zstd = dynamic_cast<qk::ZstdDecompressReader*>(reader)) return zstd->total();
-  return dynamic_cast<qk::ZlibInflateReader&>(*reader).total();
-}
-
 std::string text(const qk::ByteSpan& span) {
   return std::string(reinterpret_cast<const char*>(span.data), span.size);
 }
@@ -62,16 +57,6 @@ class Decoding : public ::testing::TestWithParam<Input> {
   qk::ReaderPtr<> make(qk::Reader* from, size_t total) { return decoder(GetParam().codec, from, total); }
   qk::ReaderPtr<> make() { return make(&source, plain.size()); }
 };
-
-TEST_P(Decoding, GivesTheWholeTextInOneRead) {
-  auto reader = make();
-  std::string out(plain.size() + 100, '\0');
-  EXPECT_EQ(reader->read(&out[0], out.size()), plain.size());
-  out.resize(plain.size());
-  EXPECT_EQ(out, plain);
-  EXPECT_EQ(reader->remaining(), 0u);
-  EXPECT_EQ(reader->read(&out[0], 10), 0u);
-}
 
 TEST_P(Decoding, GivesTheTextFromASourceThatShowsOneByteAtATime) {
   TrickleSource trickle(packed);
@@ -116,8 +101,13 @@ TEST_P(Decoding, MixedConsumptionSeesTheTextAndCountsPosition) {
 
 TEST_P(Decoding, ChunkStaysUntilConsumed) {
   auto reader = make();
+  char none;
+  EXPECT_EQ(reader->read(&none, 0), 0u);
+  EXPECT_EQ(reader->remaining(), plain.size());
   const qk::ByteSpan first = reader->chunk();
   ASSERT_EQ(first.size, 1024u);
+  EXPECT_EQ(reader->remaining(), plain.size() + 1024);  // the unread area counts twice
+  EXPECT_EQ(reader->read(&none, 0), 0u);
   const qk::ByteSpan again = reader->chunk();
   EXPECT_EQ(again.data, first.data);
   EXPECT_EQ(again.size, first.size);
@@ -131,16 +121,6 @@ TEST_P(Decoding, ChunkStaysUntilConsumed) {
   EXPECT_EQ(reader->read(&out[0], out.size()), out.size());
   EXPECT_EQ(positionOf(reader.get()), first.size);
   EXPECT_EQ(reader->remaining(), plain.size() - first.size);  // the area is empty again
-}
-
-TEST_P(Decoding, ReadOfZeroBytesChangesNothing) {
-  auto reader = make();
-  char byte;
-  EXPECT_EQ(reader->read(&byte, 0), 0u);
-  EXPECT_EQ(reader->remaining(), plain.size());
-  reader->chunk();
-  EXPECT_EQ(reader->read(&byte, 0), 0u);
-  EXPECT_EQ(reader->remaining(), plain.size() + 1024);  // the unread area counts twice
 }
 
 TEST_P(Decoding, AStreamShorterThanItsTotalCorrectsTheTotal) {
@@ -170,8 +150,7 @@ TEST(DecodingEnd, MetByChunkCountsTheWholeChunkArea) {
     qk::BufferReader source(readertest::bufferOf(loadData(std::string("good/readers/") + input.file)));
     auto reader = decoder(input.codec, &source, 10);
     EXPECT_EQ(text(reader->chunk()), "0123456789");
-    EXPECT_EQ(totalOf(reader.get()), 1024u);
-    EXPECT_EQ(reader->remaining(), 1034u);
+    EXPECT_EQ(reader->remaining(), 1034u);  // total 0 + 1024, and the 10 unread bytes
     EXPECT_EQ(text(reader->chunk()), "0123456789");
     EXPECT_EQ(reader->remaining(), 1034u);
 
