@@ -53,8 +53,6 @@ class DecodedOutput {
 
   size_t position() const { return position_; }
   size_t total() const { return total_; }
-  size_t chunkSize() const { return chunkSize_; }
-  bool hasChunkArea() const { return area_ != nullptr; }
 
  private:
   // The heap block: this header, then chunkSize bytes.
