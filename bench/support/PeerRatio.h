@@ -1,5 +1,6 @@
 // A main for benchmark programs whose benchmarks run beside a peer (the stock library, the plain
-// call): after the run, each pair's ratio of real time per iteration is printed.
+// call): after the run, each pair's ratio of real time per iteration is printed. With
+// --benchmark_repetitions the ratio is that of the two means.
 #pragma once
 
 #include <cstdio>
@@ -21,9 +22,20 @@ class RecordingReporter : public benchmark::ConsoleReporter {
     for (const Run& run : runs)
       if (run.run_type == Run::RT_Iteration && !run.error_occurred)
         realTime[run.benchmark_name()] = run.GetAdjustedRealTime();
+      else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "mean")
+        meanTime[run.run_name.str()] = run.GetAdjustedRealTime();
     ConsoleReporter::ReportRuns(runs);
   }
   std::map<std::string, double> realTime;
+  std::map<std::string, double> meanTime;
+
+  // The mean of the repetitions when there were some, else the one run's time; 0 if unknown.
+  double timeOf(const std::string& name) const {
+    auto mean = meanTime.find(name);
+    if (mean != meanTime.end()) return mean->second;
+    auto one = realTime.find(name);
+    return one != realTime.end() ? one->second : 0;
+  }
 };
 
 inline int runWithRatios(int argc, char** argv, const Pairs& pairs) {
@@ -33,9 +45,9 @@ inline int runWithRatios(int argc, char** argv, const Pairs& pairs) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\n%-48s %-40s %8s\n", "ours", "peer", "ratio");
   for (const auto& [ours, peer] : pairs) {
-    auto a = reporter.realTime.find(ours), b = reporter.realTime.find(peer);
-    if (a == reporter.realTime.end() || b == reporter.realTime.end()) continue;
-    std::printf("%-48s %-40s %8.3f\n", ours.c_str(), peer.c_str(), a->second / b->second);
+    const double a = reporter.timeOf(ours), b = reporter.timeOf(peer);
+    if (a == 0 || b == 0) continue;
+    std::printf("%-48s %-40s %8.3f\n", ours.c_str(), peer.c_str(), a / b);
   }
   benchmark::Shutdown();
   return 0;
