@@ -46,7 +46,7 @@ TEST(OutOfMemoryDeathTest, ReportsAfterTheFirstSayMoreAndReturn) {
       },
       testing::ExitedWithCode(0),
       "ALERT   QKCORESTATIC \\([^)]+\\): Out of memory in qk_malloc for " + bytes +
-          " bytes\\.\n[^\n]* ERROR   QKCORESTATIC \\([^)]+\\): More out of memory in qk_realloc for " +
+          " bytes\\.\n.* ERROR   QKCORESTATIC \\([^)]+\\): More out of memory in qk_realloc for " +
           bytes + " bytes\\.\n$");
 }
 
