@@ -7,6 +7,11 @@ namespace qk {
 
 namespace {
 
+// Writes `value` as exactly `count` decimal digits, with leading zeros.
+void put_digits(char* out, unsigned value, int count) {
+  for (int i = count - 1; i >= 0; --i, value /= 10) out[i] = char('0' + value % 10);
+}
+
 void append_time(LogLineBuffer& line, unsigned format, double time, int64_t wall_clock_base) {
   const unsigned clock = format & log::TIME_LOCAL;
   if (clock == log::TIME_RELATIVE) {
@@ -20,8 +25,28 @@ void append_time(LogLineBuffer& line, unsigned format, double time, int64_t wall
   const bool known = clock == log::TIME_LOCAL ? qk_platform_local_time(whole, date)
                                               : qk_platform_utc_time(whole, date);
   if (!known) return;
-  line.append_format("%04d-%02d-%02d %02d:%02d:%02d.%03u", date.year + 1900, date.month + 1,
-                     date.day, date.hour, date.minute, date.second, millis);
+  const int year = date.year + 1900;
+  if (year < 0 || year > 9999) {  // the rare case keeps the general formatter
+    line.append_format("%04d-%02d-%02d %02d:%02d:%02d.%03u", year, date.month + 1, date.day,
+                       date.hour, date.minute, date.second, millis);
+    return;
+  }
+  // "YYYY-MM-DD hh:mm:ss.mmm", written digit by digit: this runs for every line.
+  char text[23];
+  put_digits(text, unsigned(year), 4);
+  text[4] = '-';
+  put_digits(text + 5, unsigned(date.month + 1), 2);
+  text[7] = '-';
+  put_digits(text + 8, unsigned(date.day), 2);
+  text[10] = ' ';
+  put_digits(text + 11, unsigned(date.hour), 2);
+  text[13] = ':';
+  put_digits(text + 14, unsigned(date.minute), 2);
+  text[16] = ':';
+  put_digits(text + 17, unsigned(date.second), 2);
+  text[19] = '.';
+  put_digits(text + 20, millis % 1000, 3);
+  line.append(text, sizeof text);
 }
 
 void append_blank_if_any(LogLineBuffer& line) {

@@ -72,6 +72,9 @@ void qk_platform_set_console_colour(int attribute);
 // exists, the line goes as UTF-8 to the file named by the environment variable QK_DEBUG_OUTPUT
 // (appended; the variable is read once), and nowhere when the variable is unset or empty.
 void qk_platform_debug_output(const char16_t* line);
+// False when lines handed to the debugger channel go nowhere, so that the caller can spare their
+// conversion (on POSIX: QK_DEBUG_OUTPUT is unset or names no writable file).
+bool qk_platform_debug_output_open();
 
 // ---- Questions -------------------------------------------------------------------------------
 

@@ -110,12 +110,23 @@ void qk_platform_set_console_colour(int attribute) {
   write_text(STDERR_FILENO, sequence);
 }
 
-void qk_platform_debug_output(const char16_t* line) {
+namespace {
+
+int debug_output_file() {
   static const int fd = [] {
     const char* path = std::getenv("QK_DEBUG_OUTPUT");
     if (!path || !*path) return -1;
     return open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   }();
+  return fd;
+}
+
+}  // namespace
+
+bool qk_platform_debug_output_open() { return debug_output_file() >= 0; }
+
+void qk_platform_debug_output(const char16_t* line) {
+  const int fd = debug_output_file();
   if (fd < 0) return;
   const int size = qk_platform_utf16_to_utf8(line, -1, nullptr, 0);
   if (size <= 1) return;
