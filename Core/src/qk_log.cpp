@@ -1,40 +1,159 @@
-// The log in the plug-in's mode: no records are queued and no worker runs; every line is formatted
-// and dispatched on the calling thread.
+// The log: its static state, records, the four modes, commit and dispatch, the worker.
 #include "qk_log.h"
 
 #include <atomic>
 #include <cstring>
-#include <string>
+#include <thread>
 
+#include "log/LogConsole.h"
+#include "log/LogPools.h"
+#include "log/LogQueue.h"
+#include "log/LogRecord.h"
 #include "platform/qk_platform.h"
+#include "qk/Semaphore.h"
 
-// ---- Clock -----------------------------------------------------------------------------------
+using qk::LogRecord;
+
+// ---- State -----------------------------------------------------------------------------------
+// All of it is static and constant-initialised, so that a message logged from any static
+// initialiser works; the semaphores and the worker are used only once the log has started.
 
 namespace {
 
-std::atomic<int64_t> start_ticks{0};
-std::atomic<bool> clock_started{false};
+std::atomic<int64_t> wall_clock_base{0};
+std::atomic<bool> initialized{false};
+std::atomic<bool> debug_string_only{false};
+std::atomic<bool> running{false};
+std::atomic<bool> immediate{false};
+std::atomic<bool> all_reliable{false};
+std::atomic<qk::LogExtraInfo> extra_info{nullptr};
+std::atomic<uint32_t> debug_consumers{0};
+std::atomic<uint32_t> trace_consumers{0};
+std::atomic<uint64_t> text_reallocations{0};
+std::atomic<uint32_t> fatal_levels{qk::log::ALERT};
+// ALERT, ERROR, ERROR_ONCE, TRACE and RELIABLE; deliberately not WARNING, INFO or DEBUG.
+std::atomic<uint32_t> reliable_levels{0x812A};
+std::atomic<uint32_t> console_format{qk::log::FULL};
+std::atomic<qk_log_fatal_handler> fatal_handler{&qk_log_default_fatal_handler};
+std::atomic<bool> fatal_tripped{false};
+std::atomic<bool> static_record_busy{false};
+std::atomic<uint64_t> dropped{0};
+FixedString<256> log_directory;
+FixedString<256> default_log_name;
 
-// The first use sets the start; two threads racing here write nearly the same values.
-int64_t ticks_since_start() {
-  int64_t now = qk_platform_ticks();
-  if (!clock_started.load(std::memory_order_acquire)) {
-    start_ticks.store(now, std::memory_order_relaxed);
-    clock_started.store(true, std::memory_order_release);
-    return 0;
+LogRecord static_record;
+qk::LogRecordPool reliable_pool;
+qk::LogRecordPool normal_pool;
+qk::LogQueue queue;
+
+// Free slots of the reliable pool, and records in the queue.
+qk::Semaphore& reliable_free() {
+  static qk::Semaphore semaphore;
+  return semaphore;
+}
+qk::Semaphore& queued() {
+  static qk::Semaphore semaphore;
+  return semaphore;
+}
+
+// The worker is made with new and never destroyed at exit: a log left running keeps it.
+std::thread* worker = nullptr;
+std::atomic<bool> stopping{false};
+
+struct ThreadName {
+  bool valid = false;
+  char name[128];
+};
+thread_local ThreadName thread_name;
+
+qk::LogLineSettings line_settings() {
+  return {console_format.load(), wall_clock_base.load(), extra_info.load()};
+}
+
+// ---- Records ---------------------------------------------------------------------------------
+
+const char* current_thread_name() {
+  if (!thread_name.valid) {
+    qk_platform_thread_name(thread_name.name, sizeof thread_name.name);
+    thread_name.valid = true;
   }
-  return int64_t(uint64_t(now) - uint64_t(start_ticks.load(std::memory_order_relaxed)));
+  return thread_name.name;
+}
+
+LogRecord* take_record(unsigned level) {
+  if (!initialized.load()) {
+    bool expected = false;
+    // A second thread finds the static record busy: its message is lost, and nothing counts it.
+    return static_record_busy.compare_exchange_strong(expected, true) ? &static_record : nullptr;
+  }
+  LogRecord* record;
+  if (all_reliable.load() || (level & reliable_levels.load())) {
+    if (running.load()) {
+      reliable_free().acquire();
+    } else if (!reliable_free().try_acquire()) {
+      dropped += 1;
+      return nullptr;
+    }
+    record = reliable_pool.pop();
+  } else {
+    record = normal_pool.pop();
+  }
+  if (!record) dropped += 1;
+  return record;
+}
+
+LogRecord* allocate_record(const char* module, unsigned level) {
+  LogRecord* record = take_record(level);
+  if (!record) return nullptr;
+  record->type = qk::LOG_RECORD_MESSAGE;
+  record->time = qk_time_seconds();
+  record->level = level;
+  record->module.assign(module ? module : "<NULL>");
+  if (record->thread.empty()) {
+    const char* name = current_thread_name();
+    record->thread.append(name, strnlen(name, 64));
+  }
+  record->text.clear();
+  return record;
+}
+
+void release_record(LogRecord* record) {
+  if (record->type == qk::LOG_RECORD_QUERY) return;
+  if (record->type != qk::LOG_RECORD_MESSAGE) {  // rule sets, backup requests, reserved records
+    delete record;
+    return;
+  }
+  record->time = 0.0;
+  record->level = 0;
+  record->reserved = 0;
+  record->thread.clear();
+  record->module.clear();
+  record->text.clear();  // a grown text keeps its heap block
+  if (record == &static_record) {
+    static_record_busy.store(false);
+  } else if (normal_pool.owns(record)) {
+    normal_pool.push(record);
+  } else if (reliable_pool.owns(record)) {
+    reliable_pool.push(record);
+    reliable_free().release();
+  }
+}
+
+void call_fatal_handler(unsigned level, const char* text) {
+  if (!(level & fatal_levels.load()) || fatal_tripped.load()) return;
+  if (qk_log_fatal_handler handler = fatal_handler.load())
+    fatal_tripped.store(handler(text, qk_log_level_name(level)) != 0);
+}
+
+bool filtered_before_formatting(unsigned level) {
+  if (!running.load()) return false;
+  return ((level & qk::log::DEBUG) && debug_consumers.load() == 0) ||
+         ((level & qk::log::TRACE) && trace_consumers.load() == 0);
 }
 
 }  // namespace
 
-int64_t qk_time_ticks() { return ticks_since_start(); }
-int64_t qk_time_frequency() { return qk_platform_ticks_per_second(); }
-double qk_time_seconds() {
-  return double(ticks_since_start()) / double(qk_platform_ticks_per_second());
-}
-
-// ---- Levels ----------------------------------------------------------------------------------
+// ---- Logging ---------------------------------------------------------------------------------
 
 const char* qk_log_level_name(unsigned level) {
   switch (level & 0x7FFF) {
@@ -49,74 +168,53 @@ const char* qk_log_level_name(unsigned level) {
   }
 }
 
-// ---- Lines -----------------------------------------------------------------------------------
-
-namespace {
-
-// Seconds since 1970 in whole days to a civil date (proleptic Gregorian, UTC).
-void civil_from_days(int64_t days, int& year, unsigned& month, unsigned& day) {
-  days += 719468;
-  const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const unsigned doe = unsigned(days - era * 146097);
-  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const unsigned mp = (5 * doy + 2) / 153;
-  day = doy - (153 * mp + 2) / 5 + 1;
-  month = mp < 10 ? mp + 3 : mp - 9;
-  year = int(yoe + era * 400 + (month <= 2));
+qk_log_message qk_log_alloc_message(const char* module, unsigned level) {
+  LogRecord* record = allocate_record(module, level);
+  if (!record) return {nullptr, nullptr, 0};
+  return {record, record->text.data(), record->text.capacity()};
 }
 
-constexpr size_t kMaxLine = 65535;
-
-// The header of a FULL line: "YYYY-MM-DD hh:mm:ss.mmm LEVEL MODULE (thread): ".
-std::string full_header(double time, unsigned level, const char* module) {
-  const int64_t whole = int64_t(time);
-  const unsigned millis = unsigned((time - double(whole)) * 1000.0);
-  int year;
-  unsigned month, day;
-  civil_from_days(whole / 86400, year, month, day);
-  const int64_t second_of_day = whole % 86400;
-
-  char thread[128];
-  qk_platform_thread_name(thread, sizeof thread);
-  thread[64] = 0;  // a record keeps the first 64 bytes of the name
-
-  char header[256];
-  int n = qk_snprintf(header, sizeof header, "%04d-%02u-%02u %02d:%02d:%02d.%03u %s %.64s (%s): ",
-                      year, month, day, int(second_of_day / 3600), int(second_of_day / 60 % 60),
-                      int(second_of_day % 60), millis, qk_log_level_name(level),
-                      module ? module : "<NULL>", thread);
-  return std::string(header, size_t(n) < sizeof header ? size_t(n) : sizeof header - 1);
-}
-
-void dispatch(const char* module, unsigned level, const char* text, size_t size) {
-  if (level & qk::log::TRACE) return;  // TRACE never reaches the console
-  std::string line = full_header(qk_time_seconds(), level, module);
-  line.append(text, size);
-  if (line.size() > kMaxLine) line.resize(kMaxLine);
-  if (!line.empty() && line.back() != '\n') {
-    if (line.size() == kMaxLine) line.back() = '\n';
-    else line.push_back('\n');
+void qk_log_commit_message(LogRecord* record, size_t length) {
+  if (!record) return;
+  record->text.set_size(length);  // cut to the capacity
+  // The handler runs before the line exists anywhere.
+  call_fatal_handler(record->level, record->text.c_str());
+  record->time = qk_time_seconds();
+  if (initialized.load()) {
+    if (immediate.load()) {
+      qk::dispatch_log_record(*record, line_settings());
+      release_record(record);
+    } else {
+      queue.push(record);
+      queued().release();
+    }
+    return;
   }
-  qk_platform_write_stderr(line.data(), line.size());
+  if (debug_string_only.load()) qk::write_log_record_to_debugger(*record, line_settings());
+  else qk::dispatch_log_record(*record, line_settings());
+  release_record(record);
 }
-
-}  // namespace
 
 void qk_log_v(const char* module, unsigned level, const char* format, va_list args) {
-  char inline_text[256];
+  if (filtered_before_formatting(level)) return;
+  LogRecord* record = allocate_record(module, level);
+  if (!record) {
+    // The wording stays as it is, whatever the reason for having no record.
+    call_fatal_handler(level, "...message is too long...");
+    return;
+  }
   va_list again;
   va_copy(again, args);
-  int needed = qk_vsnprintf(inline_text, sizeof inline_text, format, args);
+  const size_t capacity = record->text.capacity();
+  int needed = qk_vsnprintf(record->text.data(), capacity + 1, format, args);
   if (needed < 0) needed = 0;
-  if (size_t(needed) < sizeof inline_text) {
-    dispatch(module, level, inline_text, size_t(needed));
-  } else {
-    std::string text(size_t(needed) + 1, '\0');
-    qk_vsnprintf(text.data(), text.size(), format, again);
-    dispatch(module, level, text.data(), size_t(needed));
+  if (size_t(needed) > capacity) {
+    text_reallocations += 1;
+    if (record->text.reserve(size_t(needed)))
+      qk_vsnprintf(record->text.data(), record->text.capacity() + 1, format, again);
   }
   va_end(again);
+  qk_log_commit_message(record, size_t(needed));
 }
 
 void qk_log(const char* module, unsigned level, const char* format, ...) {
@@ -127,5 +225,106 @@ void qk_log(const char* module, unsigned level, const char* format, ...) {
 }
 
 void qk_log_write(const char* module, unsigned level, const char* text) {
-  dispatch(module, level, text, std::strlen(text));
+  if (filtered_before_formatting(level)) return;
+  if (!text) text = "";
+  if (LogRecord* record = allocate_record(module, level)) {
+    size_t length = std::strlen(text);
+    if (length > record->text.capacity()) {
+      text_reallocations += 1;
+      record->text.reserve(length);
+    }
+    if (length > record->text.capacity()) length = record->text.capacity();
+    std::memcpy(record->text.data(), text, length);
+    qk_log_commit_message(record, length);
+  }
+  // After the commit and with or without a record: a fatal level reaches the handler twice.
+  call_fatal_handler(level, text);
+}
+
+int qk_log_is_enabled(const char*, unsigned level) {
+  if (!running.load()) return 0;
+  return filtered_before_formatting(level) ? 0 : 1;
+}
+
+// ---- Counters and settings -------------------------------------------------------------------
+
+uint64_t qk_log_dropped() { return dropped.load(); }
+uint64_t qk_log_text_reallocations() { return text_reallocations.load(); }
+
+int qk_log_default_fatal_handler(const char* text, const char* level_text) {
+  return qk_platform_ask_abort_retry_ignore(level_text, text);
+}
+
+qk_log_fatal_handler qk_log_set_fatal_handler(qk_log_fatal_handler handler) {
+  fatal_tripped.store(false);
+  return fatal_handler.exchange(handler);
+}
+
+bool qk_log_fatal_tripped() { return fatal_tripped.load(); }
+void qk_log_set_fatal_levels(unsigned levels) { fatal_levels.store(levels); }
+void qk_log_set_debug_string_only(bool on) { debug_string_only.store(on); }
+void qk_log_set_console_format(unsigned format) { console_format.store(format); }
+void qk_log_set_extra_info(size_t (*callback)(char*, size_t)) { extra_info.store(callback); }
+
+// ---- Start and stop --------------------------------------------------------------------------
+
+namespace {
+
+void drain_queue() {
+  while (LogRecord* record = queue.pop()) {
+    qk::dispatch_log_record(*record, line_settings());
+    release_record(record);
+  }
+}
+
+void worker_main() {
+  for (;;) {
+    queued().acquire();
+    if (LogRecord* record = queue.pop()) {
+      qk::dispatch_log_record(*record, line_settings());
+      release_record(record);
+    } else if (stopping.load()) {
+      return;  // the count of the stop request, with the queue empty
+    }
+  }
+}
+
+}  // namespace
+
+bool qk_log_start(const qk_log_options& options) {
+  if (initialized.load()) return false;
+  normal_pool.fill();
+  reliable_pool.fill();
+  reliable_free().reset(int64_t(qk::LogRecordPool::kRecords - reliable_pool.in_use()));
+  queued().reset(0);
+  wall_clock_base.store(options.use_system_clock
+                            ? qk_platform_unix_time() - int64_t(qk_time_seconds())
+                            : options.wall_clock_base);
+  log_directory.assign(options.log_directory ? options.log_directory : "");
+  default_log_name.assign(options.default_log_name ? options.default_log_name : "");
+  all_reliable.store(options.all_reliable);
+  immediate.store(options.mode == qk::log::IMMEDIATE);
+  if (!immediate.load()) {
+    stopping.store(false);
+    running.store(true);
+    worker = new std::thread(worker_main);
+  }
+  initialized.store(true);
+  return true;
+}
+
+void qk_log_stop() {
+  if (!initialized.load()) return;
+  initialized.store(false);  // new messages take the static record from here on
+  if (worker) {
+    stopping.store(true);
+    queued().release();
+    worker->join();
+    delete worker;
+    worker = nullptr;
+  }
+  running.store(false);
+  drain_queue();  // records committed while the worker ended
+  immediate.store(false);
+  all_reliable.store(false);
 }

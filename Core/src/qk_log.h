@@ -1,22 +1,44 @@
 // qk_log: the one reporting channel of the core and of the plug-in.
 //
-// A message is formatted (stb_sprintf) and written as one line. Nothing here sets the log up, so it
-// runs in the plug-in's mode: each line that isn't TRACE is dispatched on the calling thread to
-// standard error. TRACE never reaches the console. Safe to call from any thread and from static
-// initialisers; qk_log never fails and reports nothing to its caller.
+// A message becomes a log record and then a line. What happens to the record depends on the
+// log's mode, chosen by its flags:
+//   - not started (the plug-in's mode, and where every process begins): the one static record is
+//     formatted and dispatched on the calling thread, to the debugger channel and to standard
+//     error. While a thread is using the static record, a message of another thread is lost
+//     without a count.
+//   - not started, debugger only (qk_log_set_debug_string_only): the same, to the debugger channel
+//     alone.
+//   - started IMMEDIATE: records from the pools, dispatched on the calling thread.
+//   - started ASYNC: records from the pools, queued for the log's worker thread.
+// TRACE never reaches the console or the debugger channel. A level in the fatal levels (ALERT at
+// first) calls the fatal-level handler before the line is written anywhere: on a terminal it asks
+// Abort/Retry/Ignore, elsewhere it answers 0 at once. An answer other than 0 (Ignore) trips it,
+// and it is never called again.
 //
-// A line in the FULL format reads: time (UTC, from the log's monotonic clock), level, module,
-// thread in parentheses, ": " and the text, for example
+// Safe from any thread and from static initialisers; qk_log never fails and reports nothing to
+// its caller. A lost message leaves at most a counter (qk_log_dropped).
+//
+// A line in the FULL format reads: time (UTC, from the log's monotonic clock plus the wall-clock
+// base, which is 0 until the log is started), level, module, thread in parentheses, ": " and the
+// text, for example
 //   1970-01-01 00:00:12.345 ALERT   QKCORESTATIC (4711): Out of memory in qk_malloc for 1024 bytes.
+// The thread is the thread's name, else its decimal id. A line is cut to 65,535 bytes and always
+// ends in a line feed.
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 
 #include "qk_format.h"
+#include "qk_time.h"
 
 // The module name of the core library.
 inline constexpr char QKCORESTATIC[] = "QKCORESTATIC";
+
+namespace qk {
+struct LogRecord;
+}
 
 namespace qk::log {
 
@@ -51,19 +73,95 @@ enum Format : unsigned {
   BACKUP = 0x8000,
 };
 
+// Modes of qk_log_start.
+enum Mode : unsigned {
+  ASYNC = 0,
+  IMMEDIATE = 1,
+};
+
 }  // namespace qk::log
 
-// Seconds since the first use of the log's clock; the first call answers 0.
-double qk_time_seconds();
-// Ticks since the first use of the clock, and ticks per second.
-int64_t qk_time_ticks();
-int64_t qk_time_frequency();
+// ---- Logging ---------------------------------------------------------------------------------
 
 void qk_log(const char* module, unsigned level, const char* format, ...) QK_PRINTF_FORMAT(3, 4);
 void qk_log_v(const char* module, unsigned level, const char* format, va_list args);
-// Logs `text` as it stands, without formatting.
+// Logs `text` as it stands, without formatting. A level in the fatal levels reaches the handler
+// twice, in the commit and once more afterwards (unless the first call tripped it).
 void qk_log_write(const char* module, unsigned level, const char* text);
+
+// A record to build a text in place: `text` has room for `capacity` bytes and a terminator.
+// `record` is null when none was free; the message is then lost.
+struct qk_log_message {
+  qk::LogRecord* record;
+  char* text;
+  size_t capacity;
+};
+qk_log_message qk_log_alloc_message(const char* module, unsigned level);
+// Finishes a record from qk_log_alloc_message with its text's length (cut to the capacity).
+void qk_log_commit_message(qk::LogRecord* record, size_t length);
+
+// Non-zero if a message of this module and level would reach an output; 0 while no worker runs.
+int qk_log_is_enabled(const char* module, unsigned level);
 
 // The level's text in a line, padded to seven characters ("ERROR_ONCE" is the one longer word);
 // "UNKNOWN" for anything that isn't exactly one level once RELIABLE is masked off.
 const char* qk_log_level_name(unsigned level);
+
+// ---- Counters --------------------------------------------------------------------------------
+
+// Messages lost because a pool had no free record.
+uint64_t qk_log_dropped();
+// Times a record's text had to grow past its capacity.
+uint64_t qk_log_text_reallocations();
+
+// ---- Fatal-level handler ---------------------------------------------------------------------
+
+// Answers non-zero to be silenced for the rest of the process.
+using qk_log_fatal_handler = int (*)(const char* text, const char* level_text);
+
+// The handler the log starts with: Abort/Retry/Ignore through the platform (a terminal's
+// question; 0 at once without a terminal). Ignore answers 1; Abort and Retry answer 0 and abort
+// nothing.
+int qk_log_default_fatal_handler(const char* text, const char* level_text);
+// Sets the handler (null for none) and clears the tripped state; answers the previous handler.
+qk_log_fatal_handler qk_log_set_fatal_handler(qk_log_fatal_handler handler);
+// True once a handler answered non-zero.
+bool qk_log_fatal_tripped();
+// The levels that call the handler; ALERT at first.
+void qk_log_set_fatal_levels(unsigned levels);
+
+// ---- Start and stop, for embedders -----------------------------------------------------------
+//
+// The plug-in never starts the log. An embedder that wants pooled records, a worker thread or
+// real wall-clock times starts it once, from one thread, before other threads log heavily, and
+// stops it at the end from the same thread. Starting fills both pools (1024 records each) once per
+// process and sets the reliable pool's free-slot count to 1024; ASYNC also starts the worker
+// thread that drains the queue (and sets `running`: reliable levels then wait for a free record
+// instead of being dropped, and DEBUG and TRACE are dropped before formatting while no output
+// takes them). IMMEDIATE dispatches on each calling thread and starts no thread.
+
+struct qk_log_options {
+  unsigned mode = qk::log::ASYNC;
+  // Seconds added to the log's clock for wall-clock times; taken from the system's clock, so that
+  // lines show the real date and time, unless `use_system_clock` is false.
+  bool use_system_clock = true;
+  int64_t wall_clock_base = 0;
+  // Folder for relative backup names, and the name used when a backup names no file.
+  const char* log_directory = "";
+  const char* default_log_name = "";
+  // Every message takes the reliable pool.
+  bool all_reliable = false;
+};
+
+// False if the log is already started.
+bool qk_log_start(const qk_log_options& options);
+// Stops the worker after it has written every queued record, writes whatever was committed while
+// it ended, and returns the log to the not-started mode. Nothing happens if it isn't started.
+void qk_log_stop();
+
+// While not started: serve only the debugger channel.
+void qk_log_set_debug_string_only(bool on);
+// The format word of the console and debugger line; FULL at first.
+void qk_log_set_console_format(unsigned format);
+// The callback of the EXTRA_INFO piece (null for none).
+void qk_log_set_extra_info(size_t (*extra_info)(char* target, size_t room));

@@ -14,11 +14,29 @@
 // Returns only if a debugger lets the process continue.
 void qk_platform_debug_break();
 
+// ---- Memory ----------------------------------------------------------------------------------
+
+// The size of a heap block as the C runtime's allocator knows it (at least the size asked for);
+// 0 for a null pointer.
+size_t qk_platform_block_size(void* block);
+
 // ---- Clock -----------------------------------------------------------------------------------
 
 // A monotonic tick counter and its frequency in ticks per second.
 int64_t qk_platform_ticks();
 int64_t qk_platform_ticks_per_second();
+
+// Seconds since 1970-01-01 00:00:00 UTC by the system's wall clock.
+int64_t qk_platform_unix_time();
+
+// A calendar time broken down from seconds since 1970-01-01 00:00:00 UTC: `year` counts from
+// 1900 and `month` from 0, as the C runtime's broken-down time does.
+struct qk_platform_calendar {
+  int year, month, day, hour, minute, second;
+};
+// In UTC, or in the local time zone. False when the system can't represent the time.
+bool qk_platform_utc_time(int64_t seconds, qk_platform_calendar& out);
+bool qk_platform_local_time(int64_t seconds, qk_platform_calendar& out);
 
 // ---- Threads ---------------------------------------------------------------------------------
 
@@ -26,10 +44,45 @@ int64_t qk_platform_ticks_per_second();
 // the decimal thread id when the thread has no name. `size` must be at least 1.
 void qk_platform_thread_name(char* out, size_t size);
 
-// ---- Standard error --------------------------------------------------------------------------
+// ---- Text ------------------------------------------------------------------------------------
+
+// The system's conversions between UTF-8 and UTF-16 units. Both follow one contract: `length` is
+// the source's length in units, or -1 for a NUL-terminated source whose terminator is converted
+// too. With a `capacity` of 0 they only count. They answer the units written (counted), or 0 when
+// the target is too small or the source is empty. Well-formed text converts exactly, characters
+// beyond the Basic Multilingual Plane as surrogate pairs; a malformed sequence or a lone surrogate
+// becomes U+FFFD.
+int qk_platform_utf8_to_utf16(const char* source, int length, char16_t* target, int capacity);
+int qk_platform_utf16_to_utf8(const char16_t* source, int length, char* target, int capacity);
+
+// ---- Standard error and the debugger channel -------------------------------------------------
 
 // Writes bytes to the process's standard error stream. The result is not checked by callers.
 void qk_platform_write_stderr(const char* data, size_t size);
+
+// True when standard error is an interactive console that takes colours. The first call decides
+// and prepares the console for UTF-8; later calls answer the same.
+bool qk_platform_stderr_is_console();
+
+// Sets the colour of what is written to the console next, as a console attribute: bit 0 blue,
+// bit 1 green, bit 2 red, bit 3 bright; 7 is the console's default. Only for a console.
+void qk_platform_set_console_colour(int attribute);
+
+// Hands a NUL-terminated UTF-16 line to the debugger channel. On POSIX, where no such channel
+// exists, the line goes as UTF-8 to the file named by the environment variable QK_DEBUG_OUTPUT
+// (appended; the variable is read once), and nowhere when the variable is unset or empty.
+void qk_platform_debug_output(const char16_t* line);
+// False when lines handed to the debugger channel go nowhere, so that the caller can spare their
+// conversion (on POSIX: QK_DEBUG_OUTPUT is unset or names no writable file).
+bool qk_platform_debug_output_open();
+
+// ---- Questions -------------------------------------------------------------------------------
+
+// Asks the Abort/Retry/Ignore question of a fatal-level message, `title` over `text`. Answers 1
+// for Ignore and 0 for Abort or Retry. On POSIX the question is asked on the terminal only when
+// standard input and standard error are both terminals; otherwise nothing waits and the answer
+// is 0 at once.
+int qk_platform_ask_abort_retry_ignore(const char* title, const char* text);
 
 // ---- Files -----------------------------------------------------------------------------------
 

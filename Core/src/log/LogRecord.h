@@ -1,0 +1,41 @@
+// The log's record: one message (or one request to the log's worker) on its way to the outputs.
+//
+// Records of messages come from the log's two pools or are its one static record; they are
+// released, never deleted. A record belongs to one thread at a time: the logging thread until it
+// is committed, then the queue's consumer. Its link is its first word, so that the spin-word free
+// stacks and the queue can hold it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "FixedString.h"
+#include "PathBuffer.h"
+
+namespace qk {
+
+struct LogLink {
+  std::atomic<LogLink*> next{nullptr};
+};
+
+enum LogRecordType : uint32_t {
+  LOG_RECORD_MESSAGE = 0,   // reset and returned to its pool
+  LOG_RECORD_RULE_SET = 1,  // a heap object: freed
+  LOG_RECORD_BACKUP = 2,    // a heap object: freed
+  LOG_RECORD_QUERY = 3,     // lives on the asker's stack: left alone
+  LOG_RECORD_RESERVED = 4,  // a heap object: freed
+};
+
+struct LogRecord : LogLink {
+  uint32_t type = LOG_RECORD_MESSAGE;
+  double time = 0.0;       // seconds of the log's monotonic clock
+  uint32_t level = 0;      // as passed in, RELIABLE included
+  uint32_t reserved = 0;   // written by no one; handed to listeners
+  FixedString<64> thread;  // the logging thread's name
+  FixedString<64> module;
+  PathBuffer<255> text;  // 256 bytes in place
+
+  constexpr LogRecord() noexcept {}
+};
+
+}  // namespace qk
