@@ -242,6 +242,15 @@ class HostScripts(unittest.TestCase):
             "version": 5, "name": "building", "user_uniforms": "k=v", "opacity": 6, "depth_bias": False,
             "shadow_caster": True, "only_shadow_caster": False, "decal": 5})
 
+    def test_the_bundled_tour_runs_against_the_bundled_catalogue(self):
+        tour = os.path.join(os.environ["QK_EXAMPLES"], "tour.lua")
+        env = {k: v for k, v in os.environ.items() if k != "QKMT_PLUGCFG"}
+        result = subprocess.run([QKMT, "run", tour, "tour.qks"], cwd=self.dir, env=env, capture_output=True)
+        self.assertEqual(result.returncode, 0, result.stderr.decode())
+        self.assertEqual(result.stdout.decode(), "building\tstandard_lit\t3\twetness=0.5\r\n\n")
+        shown = json.loads(subprocess.run([QKMT, "scene", "tour.qks", "--json"], cwd=self.dir, capture_output=True).stdout)
+        self.assertEqual([o["name"] for o in shown["objects"]], ["bricks", "Wall", "Floor", "Building"])
+
     def test_a_broken_scene_is_a_clear_error(self):
         with open(os.path.join(self.dir, "bad.qks"), "wb") as f:
             f.write(b"\x00\x20\x40\x00\x00\x80\x01\x20")
