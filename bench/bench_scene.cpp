@@ -2,13 +2,13 @@
 // plug-in, beside the peer of the load: the chunk walk alone, which checks every header and length
 // of the same file. The ratio is what the load costs over reading the file's structure: the scene's
 // own checks, making the objects, and each attribute's Load with its catalogue look-up.
+#include <benchmark/benchmark.h>
+
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include "HostServices.h"
 #include "HostStandIn.h"

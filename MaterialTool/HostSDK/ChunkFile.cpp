@@ -16,7 +16,8 @@ uint16_t u16At(std::string_view bytes, size_t at) {
 
 uint32_t u32At(std::string_view bytes, size_t at) {
   uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i) value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+  for (size_t i = 0; i < 4; ++i)
+    value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
   return value;
 }
 
@@ -57,17 +58,21 @@ void walk(std::string_view bytes, std::vector<ChunkNode>& nodes,
     node.depth = static_cast<int>(levels.size()) - 1;
     node.parent = levels.back().node;
     if (node.length < CHUNK_HEADER_SIZE)
-      throw ChunkFormatError(qk_format("chunk 0x%04X at offset %zu: length %u is shorter than its 6-byte header",
-                                       node.id, at, node.length));
+      throw ChunkFormatError(
+          qk_format("chunk 0x%04X at offset %zu: length %u is shorter than its 6-byte header", node.id, at,
+                    node.length));
     if (node.length > left)
-      throw ChunkFormatError(qk_format("chunk 0x%04X at offset %zu: length %u runs past the end of %s (%zu bytes left)",
-                                       node.id, at, node.length, where(levels.back(), nodes).c_str(), left));
+      throw ChunkFormatError(
+          qk_format("chunk 0x%04X at offset %zu: length %u runs past the end of %s (%zu bytes left)", node.id,
+                    at, node.length, where(levels.back(), nodes).c_str(), left));
     if (node.container && node.depth + 1 >= MAX_CHUNK_DEPTH)
-      throw ChunkFormatError(qk_format("chunk 0x%04X at offset %zu: chunks nested deeper than %d levels", node.id, at,
-                                       MAX_CHUNK_DEPTH));
+      throw ChunkFormatError(qk_format("chunk 0x%04X at offset %zu: chunks nested deeper than %d levels",
+                                       node.id, at, MAX_CHUNK_DEPTH));
     const int index = static_cast<int>(nodes.size());
-    if (lastAtLevel.back() >= 0) nodes[static_cast<size_t>(lastAtLevel.back())].nextSibling = index;
-    else if (node.parent >= 0) nodes[static_cast<size_t>(node.parent)].firstChild = index;
+    if (lastAtLevel.back() >= 0)
+      nodes[static_cast<size_t>(lastAtLevel.back())].nextSibling = index;
+    else if (node.parent >= 0)
+      nodes[static_cast<size_t>(node.parent)].firstChild = index;
     lastAtLevel.back() = index;
     nodes.push_back(node);
     visit(node, index);

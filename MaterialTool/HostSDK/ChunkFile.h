@@ -27,9 +27,9 @@ class ChunkFormatError : public std::runtime_error {
 struct ChunkNode {
   USHORT id = 0;
   bool container = false;
-  size_t offset = 0;   // of the header
-  uint32_t length = 0; // header and body
-  int depth = 0;       // 0 at the top level
+  size_t offset = 0;    // of the header
+  uint32_t length = 0;  // header and body
+  int depth = 0;        // 0 at the top level
   int parent = -1;
   int firstChild = -1;
   int nextSibling = -1;

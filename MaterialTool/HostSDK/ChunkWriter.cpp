@@ -22,7 +22,8 @@ void ChunkWriter::fail(const std::string& what) {
 void ChunkWriter::BeginChunk(USHORT id) {
   if (!open_.empty()) {
     Open& parent = open_.back();
-    if (parent.data) fail(qk_format("chunk 0x%04X begun inside chunk 0x%04X, which holds data", id, parent.id));
+    if (parent.data)
+      fail(qk_format("chunk 0x%04X begun inside chunk 0x%04X, which holds data", id, parent.id));
     parent.chunks = true;
   }
   open_.push_back({bytes_.size(), id, false, false});

@@ -42,7 +42,8 @@ void RollupPanel::setWidth(int pixels) {
              static_cast<int>(rect.bottom - rect.top), TRUE);
 }
 
-HWND RollupPanel::addPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title, LPARAM param) {
+HWND RollupPanel::addPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title,
+                          LPARAM param) {
   const HWND page = CreateDialogParamW(instance, dialogId, window_, procedure, param);
   if (!page) return nullptr;
   int top = 0;

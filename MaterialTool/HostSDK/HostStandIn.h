@@ -45,8 +45,8 @@ class RollupPanel {
 class MaterialEditor : public IMtlParams {
  public:
   MaterialEditor();
-  HWND AddRollupPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title, LPARAM param = 0,
-                     DWORD flags = 0, int category = ROLLUP_CAT_STANDARD) override;
+  HWND AddRollupPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title,
+                     LPARAM param = 0, DWORD flags = 0, int category = ROLLUP_CAT_STANDARD) override;
   // A page taken down by its own dialog: the dialog is going, so the editor forgets it.
   void DeleteRollupPage(HWND page) override;
 
@@ -76,8 +76,8 @@ class HostStandIn : public Interface {
   const MCHAR* GetDir(int which) override;
   MtlBaseLib* GetSceneMtls() override { return &scene_; }
   HWND GetMAXHWnd() override { return mainWindow_; }
-  HWND AddRollupPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title, LPARAM param = 0,
-                     DWORD flags = 0, int category = ROLLUP_CAT_STANDARD) override;
+  HWND AddRollupPage(HINSTANCE instance, int dialogId, DLGPROC procedure, const MCHAR* title,
+                     LPARAM param = 0, DWORD flags = 0, int category = ROLLUP_CAT_STANDARD) override;
   void DeleteRollupPage(HWND page) override;
   // Asks the host services for the picks, and keeps those that `filter` accepts.
   BOOL TrackViewPickMultiDlg(HWND parent, Tab<TrackViewPick>* result, TrackViewFilter* filter = nullptr,

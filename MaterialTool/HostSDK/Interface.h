@@ -58,8 +58,8 @@ class Interface {
   virtual void DeleteRollupPage(HWND page) = 0;
   // The pick dialog: lets the user pick several of the entries that `filter` accepts. FALSE when
   // the dialog was cancelled; else the picks are appended to `result`.
-  virtual BOOL TrackViewPickMultiDlg(HWND parent, Tab<TrackViewPick>* result, TrackViewFilter* filter = nullptr,
-                                     DWORD flags = 0) = 0;
+  virtual BOOL TrackViewPickMultiDlg(HWND parent, Tab<TrackViewPick>* result,
+                                     TrackViewFilter* filter = nullptr, DWORD flags = 0) = 0;
 };
 
 // The installed host, or null.

@@ -38,7 +38,8 @@ MSTR MapTexture::GetSubTexmapSlotName(int index, bool) {
   return qk_to_wide("Map " + std::to_string(index + 1));
 }
 
-MultiMaterial::MultiMaterial(const MSTR& name, std::vector<Mtl*> subMaterials) : subs_(std::move(subMaterials)) {
+MultiMaterial::MultiMaterial(const MSTR& name, std::vector<Mtl*> subMaterials)
+    : subs_(std::move(subMaterials)) {
   SetName(name);
 }
 

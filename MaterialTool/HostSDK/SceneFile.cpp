@@ -116,7 +116,8 @@ void SceneWriter::writeAttribs(MtlBase* object) {
 
 uint32_t u32At(std::string_view bytes, size_t at) {
   uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i) value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+  for (size_t i = 0; i < 4; ++i)
+    value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
   return value;
 }
 
@@ -195,18 +196,25 @@ SceneObjectRecord RecordReader::object(int index, uint32_t position) {
         haveKind = true;
         break;
       }
-      case OBJECT_NAME_CHUNK: object.name = file_.string(c); haveName = true; break;
-      case OBJECT_SUBS_CHUNK: object.subs = indexes(c); haveSubs = true; break;
+      case OBJECT_NAME_CHUNK:
+        object.name = file_.string(c);
+        haveName = true;
+        break;
+      case OBJECT_SUBS_CHUNK:
+        object.subs = indexes(c);
+        haveSubs = true;
+        break;
       case MAP_SLOT_CHUNK: object.slots.push_back(slot(child)); break;
       case ATTRIB_CHUNK: object.attribs.push_back(attrib(child)); break;
       default: break;
     }
   }
-  if (!haveKind || !haveName) fail(at, qk_format("object %u without its %s", position, haveKind ? "name" : "kind"));
+  if (!haveKind || !haveName)
+    fail(at, qk_format("object %u without its %s", position, haveKind ? "name" : "kind"));
   const bool standard = object.type == SceneObjectType::StandardMaterial;
   if (standard && haveSubs) fail(at, qk_format("object %u: a standard material with sub-objects", position));
-  if (!standard && !object.slots.empty()) fail(at, qk_format("object %u: map slots on a %s", position,
-                                                             sceneObjectTypeName(object.type)));
+  if (!standard && !object.slots.empty())
+    fail(at, qk_format("object %u: map slots on a %s", position, sceneObjectTypeName(object.type)));
   return object;
 }
 
@@ -215,9 +223,12 @@ SceneSlotRecord RecordReader::slot(int index) {
   bool haveName = false;
   for (int child = node(index).firstChild; child >= 0; child = node(child).nextSibling) {
     const ChunkNode& c = node(child);
-    if (c.id == SLOT_NAME_CHUNK) slot.name = file_.string(c), haveName = true;
-    else if (c.id == SLOT_ON_CHUNK) slot.on = sized(c, 1)[0] != 0;
-    else if (c.id == SLOT_MAP_CHUNK) slot.map = u32(c);
+    if (c.id == SLOT_NAME_CHUNK)
+      slot.name = file_.string(c), haveName = true;
+    else if (c.id == SLOT_ON_CHUNK)
+      slot.on = sized(c, 1)[0] != 0;
+    else if (c.id == SLOT_MAP_CHUNK)
+      slot.map = u32(c);
   }
   if (!haveName) fail(node(index), "a map slot without its name");
   return slot;
@@ -252,7 +263,8 @@ void RecordReader::checkReferences(const SceneRecord& record) const {
       if (ref == NO_OBJECT) return;
       if (ref >= i) fail(at, qk_format("object %u: %s %u isn't an object before it", i, what, ref));
       if (isMaterial(record.objects[ref].type) != wantMaterial)
-        fail(at, qk_format("object %u: %s %u is a %s", i, what, ref, sceneObjectTypeName(record.objects[ref].type)));
+        fail(at, qk_format("object %u: %s %u is a %s", i, what, ref,
+                           sceneObjectTypeName(record.objects[ref].type)));
     };
     for (uint32_t sub : object.subs)
       check(sub, object.type == SceneObjectType::MultiMaterial,
@@ -266,7 +278,8 @@ void RecordReader::checkReferences(const SceneRecord& record) const {
 
 // ---- loading -----------------------------------------------------------------------------------
 
-std::unique_ptr<MtlBase> makeObject(const SceneObjectRecord& record, const std::vector<std::unique_ptr<MtlBase>>& made) {
+std::unique_ptr<MtlBase> makeObject(const SceneObjectRecord& record,
+                                    const std::vector<std::unique_ptr<MtlBase>>& made) {
   auto at = [&](uint32_t index) { return index == NO_OBJECT ? nullptr : made[index].get(); };
   switch (record.type) {
     case SceneObjectType::MultiMaterial: {
@@ -293,7 +306,8 @@ void loadAttrib(const ChunkFile& file, const SceneAttribRecord& record, const Cl
                 MtlBase& owner, const std::string& objectName) {
   const Class_ID id = record.classId;
   ClassDesc* desc = classes.find(record.superClass, id);
-  const std::string which = qk_format("%s: attribute of class (0x%08X, 0x%08X)", objectName.c_str(), id.PartA(), id.PartB());
+  const std::string which =
+      qk_format("%s: attribute of class (0x%08X, 0x%08X)", objectName.c_str(), id.PartA(), id.PartB());
   if (!desc || record.superClass != CUST_ATTRIB_CLASS_ID)
     throw SceneError(which + " that no loaded library offers");
   std::unique_ptr<CustAttrib> attrib(static_cast<CustAttrib*>(desc->Create(TRUE)));
@@ -343,12 +357,15 @@ SceneRecord readSceneRecord(const ChunkFile& file) { return RecordReader(file).r
 
 LoadedScene loadScene(const ChunkFile& file, const SceneRecord& record, const ClassDirectory& classes) {
   LoadedScene loaded;
-  for (const SceneObjectRecord& object : record.objects) loaded.objects.push_back(makeObject(object, loaded.objects));
+  for (const SceneObjectRecord& object : record.objects)
+    loaded.objects.push_back(makeObject(object, loaded.objects));
   for (size_t i = 0; i < record.objects.size(); ++i) {
-    const std::string name = qk_format("object %zu (\"%s\")", i, qk_to_utf8(record.objects[i].name.c_str()).c_str());
+    const std::string name =
+        qk_format("object %zu (\"%s\")", i, qk_to_utf8(record.objects[i].name.c_str()).c_str());
     for (const SceneAttribRecord& attrib : record.objects[i].attribs)
       loadAttrib(file, attrib, classes, *loaded.objects[i], name);
   }
-  for (uint32_t entry : record.scene) loaded.scene.push_back(entry == NO_OBJECT ? nullptr : loaded.objects[entry].get());
+  for (uint32_t entry : record.scene)
+    loaded.scene.push_back(entry == NO_OBJECT ? nullptr : loaded.objects[entry].get());
   return loaded;
 }

@@ -228,7 +228,9 @@ MSTR GetWindowTextString(HWND handle) {
   return window ? window->text : MSTR();
 }
 
-BOOL SetDlgItemTextW(HWND dialog, int id, const MCHAR* text) { return SetWindowTextW(GetDlgItem(dialog, id), text); }
+BOOL SetDlgItemTextW(HWND dialog, int id, const MCHAR* text) {
+  return SetWindowTextW(GetDlgItem(dialog, id), text);
+}
 
 BOOL EnableWindow(HWND handle, BOOL enable) {
   Window* window = find(handle);

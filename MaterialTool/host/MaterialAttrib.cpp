@@ -45,9 +45,7 @@ class Applier : public IMaterialAttribChunkSink {
   MaterialDescExt& desc_;
 };
 
-bool isOurs(CustAttrib* attrib) {
-  return attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID;
-}
+bool isOurs(CustAttrib* attrib) { return attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID; }
 
 }  // namespace
 
@@ -158,7 +156,9 @@ void removeMaterialAttribs(Animatable* material) {
   ICustAttribContainer* container = material ? material->GetCustAttribContainer() : nullptr;
   if (!container) return;
   for (int i = 0; i < container->GetNumCustAttribs();) {
-    if (isOurs(container->GetCustAttrib(i))) container->RemoveCustAttrib(i);
-    else ++i;
+    if (isOurs(container->GetCustAttrib(i)))
+      container->RemoveCustAttrib(i);
+    else
+      ++i;
   }
 }

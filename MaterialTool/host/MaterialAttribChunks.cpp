@@ -1,6 +1,5 @@
 #include "MaterialAttribChunks.h"
 
-
 #include "MaterialsList.h"
 
 namespace {
@@ -92,8 +91,7 @@ IOResult loadMaterialAttribChunks(ILoad* iload, IMaterialAttribChunkSink& sink) 
       case MATERIAL_DECAL_CHUNK:
         if (readBytes(iload, byte)) sink.decal(byte[0]);
         break;
-      default:
-        break;
+      default: break;
     }
     iload->CloseChunk();
     if (versionRead != IO_OK) return versionRead;

@@ -46,14 +46,15 @@ int opacityEntryOf(int32_t value) {
 }
 
 // The decal combo: the index is the stored decal.
-const MCHAR* const kDecalEntries[] = {u"0 (no decal)", u"1 (draw first)", u"2", u"3", u"4",
-                                      u"5",            u"6",              u"7", u"8 (draw last)"};
+const MCHAR* const kDecalEntries[] = {u"0 (no decal)", u"1 (draw first)", u"2", u"3", u"4", u"5", u"6", u"7",
+                                      u"8 (draw last)"};
 
 // The catalogue record behind a selection of the material combo. A selection past the end needs a
 // list that changed under the combo.
 const MaterialDesc& recordAt(int index) {
   const std::vector<MaterialDesc>& list = getMaterials();
-  if (index < 0 || static_cast<size_t>(index) >= list.size()) throw std::out_of_range("invalid vector subscript");
+  if (index < 0 || static_cast<size_t>(index) >= list.size())
+    throw std::out_of_range("invalid vector subscript");
   return list[static_cast<size_t>(index)];
 }
 
@@ -86,32 +87,35 @@ INT_PTR MaterialDlg::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
   auto* dlg = reinterpret_cast<MaterialDlg*>(GetWindowLongPtrW(window, GWLP_USERDATA));
   if (!dlg) return 0;
   switch (message) {
-    case WM_INITDIALOG:
-      dlg->initControls(window);
-      return 1;
-    case WM_COMMAND:
-      return dlg->command(window, static_cast<int>(LOWORD(wParam)), HIWORD(wParam));
+    case WM_INITDIALOG: dlg->initControls(window); return 1;
+    case WM_COMMAND: return dlg->command(window, static_cast<int>(LOWORD(wParam)), HIWORD(wParam));
     case WM_CUSTEDIT_ENTER:
       if (LOWORD(wParam) != IDC_USER_UNIFORMS) return 0;
       dlg->applyControls(window);
       return 1;
-    default:
-      return 0;
+    default: return 0;
   }
 }
 
 INT_PTR MaterialDlg::command(HWND window, int id, unsigned code) {
   if (code == CBN_SELCHANGE) {
-    if (id == IDC_MATERIAL) changeMaterial();
-    else if (id == IDC_OPACITY || id == IDC_DECAL) applyControls(window);
-    else return 0;
+    if (id == IDC_MATERIAL)
+      changeMaterial();
+    else if (id == IDC_OPACITY || id == IDC_DECAL)
+      applyControls(window);
+    else
+      return 0;
     return 1;
   }
   if (code == BN_CLICKED) {
-    if (id == IDC_SET_TO_MATERIALS) setToMaterials();
-    else if (id == IDC_ZBIAS || id == IDC_SHADOW_CASTER || id == IDC_ONLY_SHADOW_CASTER) applyControls(window);
-    else if (id == IDC_SHOW_TEXTURE_UNIFORMS) showTextureUniforms();
-    else return 0;
+    if (id == IDC_SET_TO_MATERIALS)
+      setToMaterials();
+    else if (id == IDC_ZBIAS || id == IDC_SHADOW_CASTER || id == IDC_ONLY_SHADOW_CASTER)
+      applyControls(window);
+    else if (id == IDC_SHOW_TEXTURE_UNIFORMS)
+      showTextureUniforms();
+    else
+      return 0;
     return 1;
   }
   return 0;
@@ -145,7 +149,8 @@ void MaterialDlg::refreshControls() {
   CheckDlgButton(rollup_, IDC_SHADOW_CASTER, checkState(desc.getShadowCaster()));
   CheckDlgButton(rollup_, IDC_ONLY_SHADOW_CASTER, checkState(desc.getOnlyShadowCaster()));
   ComboBox_ResetContent(materialCombo_);
-  for (const MaterialDesc& record : getMaterials()) ComboBox_AddString(materialCombo_, qk_to_wide(record.name).c_str());
+  for (const MaterialDesc& record : getMaterials())
+    ComboBox_AddString(materialCombo_, qk_to_wide(record.name).c_str());
   const int found = ComboBox_FindStringExact(materialCombo_, -1, qk_to_wide(desc.getName()).c_str());
   if (found != CB_ERR) ComboBox_SetCurSel(materialCombo_, found);
 }
@@ -199,7 +204,8 @@ void MaterialDlg::showTextureUniforms() {
   for (int i = 0; scene && i < scene->Count() && !owner; ++i)
     if (findMaterialAttrib((*scene)[i]) == attrib_) owner = (*scene)[i];
   if (!owner) {
-    hostServices().messageBox(u"Invalid rollaut. Reassign material to geometry!", u"Error!", MB_OK | MB_ICONERROR);
+    hostServices().messageBox(u"Invalid rollaut. Reassign material to geometry!", u"Error!",
+                              MB_OK | MB_ICONERROR);
     return;
   }
   const std::string report = textureUniformsReport(*owner, *attrib_->getMaterialDesc());

@@ -80,7 +80,8 @@ Value* SetOpacity_cf(Value** args, int count) {
   const int value = args[1]->to_int();
   // The absolute value, in unsigned arithmetic so that the lowest integer stays itself.
   const uint32_t magnitude = value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
-  if (material) getOrCreateMaterialAttrib(material)->getMaterialDescExt()->setOpacity(static_cast<int32_t>(magnitude));
+  if (material)
+    getOrCreateMaterialAttrib(material)->getMaterialDescExt()->setOpacity(static_cast<int32_t>(magnitude));
   return args[0];
 }
 
@@ -88,7 +89,8 @@ Value* SetUserUniforms_cf(Value** args, int count) {
   checkCount(u"SetUserUniforms", 2, count);
   MtlBase* material = args[0]->to_mtlbase();
   const MCHAR* text = args[1]->to_string();
-  if (material && text) getOrCreateMaterialAttrib(material)->getMaterialDescExt()->setUserUniforms(utf8(text).c_str());
+  if (material && text)
+    getOrCreateMaterialAttrib(material)->getMaterialDescExt()->setUserUniforms(utf8(text).c_str());
   return args[0];
 }
 

@@ -72,13 +72,14 @@ ULONG LibVersion() { return PLUGIN_SDK_VERSION; }
 void LibInit() {}
 
 PluginExports pluginExports() {
-  return {&QKMaterialToolModule, DllMain, LibDescription, LibNumberClasses, LibClassDesc, LibVersion, LibInit};
+  return {&QKMaterialToolModule, DllMain,    LibDescription, LibNumberClasses,
+          LibClassDesc,          LibVersion, LibInit};
 }
 
 const MCHAR* GetString(UINT id) {
   if (!hInstance) return nullptr;
   return LoadStringW(hInstance, id, stringBuffer, sizeof stringBuffer / sizeof stringBuffer[0]) ? stringBuffer
-                                                                                               : nullptr;
+                                                                                                : nullptr;
 }
 
 ClassDesc2* GetMaterialToolClassDesc() { return &materialToolClassDesc; }

@@ -44,7 +44,8 @@ const ControlTemplate kAttribControls[] = {
 };
 
 const DialogTemplate kDialogs[] = {
-    {IDD_MATERIAL_TOOL, 120, 44, "MS Shell Dlg", 8, kToolControls, sizeof kToolControls / sizeof kToolControls[0]},
+    {IDD_MATERIAL_TOOL, 120, 44, "MS Shell Dlg", 8, kToolControls,
+     sizeof kToolControls / sizeof kToolControls[0]},
     {IDD_MATERIAL_ATTRIB, 247, 275, "MS Shell Dlg", 8, kAttribControls,
      sizeof kAttribControls / sizeof kAttribControls[0]},
 };
@@ -52,5 +53,9 @@ const DialogTemplate kDialogs[] = {
 }  // namespace
 
 const Module QKMaterialToolModule = {
-    "QKMaterialTool", kDialogs, sizeof kDialogs / sizeof kDialogs[0], kStrings, sizeof kStrings / sizeof kStrings[0],
+    "QKMaterialTool",
+    kDialogs,
+    sizeof kDialogs / sizeof kDialogs[0],
+    kStrings,
+    sizeof kStrings / sizeof kStrings[0],
 };

@@ -28,8 +28,9 @@ class WTLPanel {
   // remembers both. The rollup, or null.
   HWND addRollup(Interface* host, const MCHAR* title) {
     host_ = host;
-    rollup_ = host_->AddRollupPage(hInstance, dialogId_, dialogProc, title,
-                                   reinterpret_cast<LPARAM>(static_cast<Derived*>(this)), 0, ROLLUP_CAT_STANDARD);
+    rollup_ =
+        host_->AddRollupPage(hInstance, dialogId_, dialogProc, title,
+                             reinterpret_cast<LPARAM>(static_cast<Derived*>(this)), 0, ROLLUP_CAT_STANDARD);
     return rollup_;
   }
 

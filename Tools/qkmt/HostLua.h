@@ -7,9 +7,8 @@
 #pragma once
 
 #include <exception>
-#include <string>
-
 #include <lua.hpp>
+#include <string>
 
 #include "HostSession.h"
 

@@ -29,9 +29,12 @@ const char* kindOf(MtlBase* object) {
 int objectIndex(lua_State* L) {
   MtlBase* object = checkObject(L, 1);
   const std::string key = luaL_checkstring(L, 2);
-  if (key == "name") lua_pushstring(L, qk_to_utf8(object->GetName().c_str()).c_str());
-  else if (key == "kind") lua_pushstring(L, kindOf(object));
-  else lua_pushnil(L);
+  if (key == "name")
+    lua_pushstring(L, qk_to_utf8(object->GetName().c_str()).c_str());
+  else if (key == "kind")
+    lua_pushstring(L, kindOf(object));
+  else
+    lua_pushnil(L);
   return 1;
 }
 
@@ -64,7 +67,8 @@ void eachElement(lua_State* L, int index, Take take) {
 
 Texmap* optMap(lua_State* L, int index, const char* what) {
   MtlBase* object = optObject(L, index);
-  if (object && object->SuperClassID() != TEXMAP_CLASS_ID) luaL_error(L, "%s: a map wanted, got a %s", what, kindOf(object));
+  if (object && object->SuperClassID() != TEXMAP_CLASS_ID)
+    luaL_error(L, "%s: a map wanted, got a %s", what, kindOf(object));
   return static_cast<Texmap*>(object);
 }
 
@@ -131,7 +135,8 @@ int material(lua_State* L) {
 int texmap(lua_State* L) {
   const MSTR name = checkName(L, 1);
   std::vector<Texmap*> subs;
-  if (!lua_isnoneornil(L, 2)) eachElement(L, 2, [&](int sub, int) { subs.push_back(optMap(L, sub, "a sub-map")); });
+  if (!lua_isnoneornil(L, 2))
+    eachElement(L, 2, [&](int sub, int) { subs.push_back(optMap(L, sub, "a sub-map")); });
   pushObject(L, session(L).adopt(std::make_unique<MapTexture>(name, std::move(subs))));
   return 1;
 }
@@ -168,8 +173,7 @@ int scene(lua_State* L) {
 
 std::unique_ptr<Value> toValue(lua_State* L, int index) {
   switch (lua_type(L, index)) {
-    case LUA_TNIL:
-      return std::make_unique<Undefined>();
+    case LUA_TNIL: return std::make_unique<Undefined>();
     case LUA_TNUMBER: {
       const double number = lua_tonumber(L, index);
       if (number == std::floor(number) && number >= INT_MIN && number <= INT_MAX)
@@ -204,13 +208,16 @@ int callPrimitive(lua_State* L) {
       lua_pushvalue(L, i + 1);
       return 1;
     }
-  if (dynamic_cast<Integer*>(result)) lua_pushinteger(L, result->to_int());
-  else lua_pushnil(L);
+  if (dynamic_cast<Integer*>(result))
+    lua_pushinteger(L, result->to_int());
+  else
+    lua_pushnil(L);
   return 1;
 }
 
-const char* const kScriptFunctions[] = {"CreateMaterialAttrib", "GetOpacity",  "HasMaterialAttrib", "IsMaterial",
-                                        "RemoveMaterialAttrib", "SetMaterial", "SetOpacity",        "SetUserUniforms"};
+const char* const kScriptFunctions[] = {"CreateMaterialAttrib", "GetOpacity",           "HasMaterialAttrib",
+                                        "IsMaterial",           "RemoveMaterialAttrib", "SetMaterial",
+                                        "SetOpacity",           "SetUserUniforms"};
 
 // ---- the tool, the attribute, the panel --------------------------------------------------------
 
@@ -324,9 +331,11 @@ int isObjectAllowed(lua_State* L) {
 int panel(lua_State* L) {
   MtlBase* object = checkObject(L, 1);
   const lua_Integer width = luaL_optinteger(L, 2, 432);
-  if (width <= 0 || width > 100000) return luaL_error(L, "a rollup width of %d pixels", static_cast<int>(width));
+  if (width <= 0 || width > 100000)
+    return luaL_error(L, "a rollup width of %d pixels", static_cast<int>(width));
   IMaterialAttrib* attrib = attribOf(object);
-  if (!attrib) return luaL_error(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
+  if (!attrib)
+    return luaL_error(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
   MaterialEditor& editor = session(L).host().materialEditor();
   ParamDlg* dlg = editor.show(*attrib, static_cast<int>(width));
   if (!dlg || editor.pages().empty()) return luaL_error(L, "the attribute made no rollup");

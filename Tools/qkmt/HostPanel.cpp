@@ -133,10 +133,10 @@ int toString(lua_State* L) {
 }
 
 const luaL_Reg kMethods[] = {
-    {"items", guarded<items>},     {"selection", guarded<selection>}, {"select", guarded<selectEntry>},
-    {"checked", guarded<checked>}, {"check", guarded<check>},         {"text", guarded<text>},
-    {"set_text", guarded<setText>}, {"enter", guarded<enter>},        {"press", guarded<press>},
-    {"rect", guarded<rect>},       {"refresh", guarded<refresh>},     {"close", guarded<closePanel>},
+    {"items", guarded<items>},      {"selection", guarded<selection>}, {"select", guarded<selectEntry>},
+    {"checked", guarded<checked>},  {"check", guarded<check>},         {"text", guarded<text>},
+    {"set_text", guarded<setText>}, {"enter", guarded<enter>},         {"press", guarded<press>},
+    {"rect", guarded<rect>},        {"refresh", guarded<refresh>},     {"close", guarded<closePanel>},
 };
 
 }  // namespace

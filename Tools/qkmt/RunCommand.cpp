@@ -42,7 +42,8 @@ void setArg(lua_State* L, const Options& options) {
 
 void report(lua_State* L) {
   const char* message = lua_tostring(L, -1);
-  const std::string line = std::string("qkmt: ") + (message ? message : "(error object is not a string)") + "\n";
+  const std::string line =
+      std::string("qkmt: ") + (message ? message : "(error object is not a string)") + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
   std::fflush(stderr);
 }
@@ -67,7 +68,8 @@ int run(const Options& options) {
 
 CLI::App* addRunCommand(CLI::App& app, std::function<int()>& runner) {
   auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand("run", "Run a Lua script with the module \"host\", the plug-in as the host drives it");
+  CLI::App* command = app.add_subcommand(
+      "run", "Run a Lua script with the module \"host\", the plug-in as the host drives it");
   command->prefix_command();
   command->footer(
       "The script finds its arguments in the global `arg` and in `...`. `require \"host\"` gives the\n"

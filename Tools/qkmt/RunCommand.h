@@ -7,8 +7,7 @@
 // ends the run with its message on standard error and exit status 1.
 #pragma once
 
-#include <functional>
-
 #include <CLI/CLI.hpp>
+#include <functional>
 
 CLI::App* addRunCommand(CLI::App& app, std::function<int()>& run);

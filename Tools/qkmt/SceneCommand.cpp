@@ -62,10 +62,12 @@ int run(const Options& options) {
 CLI::App* addSceneCommand(CLI::App& app, std::function<int()>& runner) {
   auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("scene", "Print what a scene file holds, without the catalogue");
-  command->footer("Exit status: 0 printed, 1 the file is missing or broken (the reason on standard error), 2 usage.");
+  command->footer(
+      "Exit status: 0 printed, 1 the file is missing or broken (the reason on standard error), 2 usage.");
   command->add_option("file", options->file, "The scene file")->required();
   CLI::Option* json = command->add_flag("--json", options->json, "Print one JSON document");
-  command->add_flag("--chunks", options->chunks, "Print the raw chunk tree, bodies in hexadecimal")->excludes(json);
+  command->add_flag("--chunks", options->chunks, "Print the raw chunk tree, bodies in hexadecimal")
+      ->excludes(json);
   runner = [options] { return run(*options); };
   return command;
 }

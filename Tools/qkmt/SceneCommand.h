@@ -7,8 +7,7 @@
 // Exit status: 0 printed, 1 the file is missing or broken (the reason on standard error), 2 usage.
 #pragma once
 
-#include <functional>
-
 #include <CLI/CLI.hpp>
+#include <functional>
 
 CLI::App* addSceneCommand(CLI::App& app, std::function<int()>& run);

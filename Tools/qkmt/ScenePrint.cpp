@@ -1,8 +1,8 @@
 #include "ScenePrint.h"
 
-#include <memory>
-
 #include <yajl/yajl_gen.h>
+
+#include <memory>
 
 #include "ChunkReader.h"
 #include "MaterialAttrib.h"
@@ -39,12 +39,18 @@ std::string utf8(const MSTR& text) { return qk_to_utf8(text.c_str()); }
 std::string quoted(const std::string& text) {
   std::string out = "\"";
   for (char c : text) {
-    if (c == '"' || c == '\\') out += std::string("\\") + c;
-    else if (c == '\r') out += "\\r";
-    else if (c == '\n') out += "\\n";
-    else if (c == '\t') out += "\\t";
-    else if (static_cast<unsigned char>(c) < 0x20) out += qk_format("\\x%02X", static_cast<unsigned>(c));
-    else out += c;
+    if (c == '"' || c == '\\')
+      out += std::string("\\") + c;
+    else if (c == '\r')
+      out += "\\r";
+    else if (c == '\n')
+      out += "\\n";
+    else if (c == '\t')
+      out += "\\t";
+    else if (static_cast<unsigned char>(c) < 0x20)
+      out += qk_format("\\x%02X", static_cast<unsigned>(c));
+    else
+      out += c;
   }
   return out + "\"";
 }
@@ -66,7 +72,8 @@ void savedText(const SavedMaterialAttrib& saved, std::string& out) {
   if (saved.opacity) out += qk_format("    opacity             %u\n", *saved.opacity);
   if (saved.depthBias) out += qk_format("    depth bias          %s\n", yesNo(*saved.depthBias));
   if (saved.shadowCaster) out += qk_format("    shadow caster       %s\n", yesNo(*saved.shadowCaster));
-  if (saved.onlyShadowCaster) out += qk_format("    shadow caster only  %s\n", yesNo(*saved.onlyShadowCaster));
+  if (saved.onlyShadowCaster)
+    out += qk_format("    shadow caster only  %s\n", yesNo(*saved.onlyShadowCaster));
   if (saved.decal) out += qk_format("    decal               %u\n", *saved.decal);
 }
 
@@ -74,7 +81,9 @@ void savedText(const SavedMaterialAttrib& saved, std::string& out) {
 
 class Json {
  public:
-  Json() : gen_(yajl_gen_alloc(nullptr), yajl_gen_free) { yajl_gen_config(gen_.get(), yajl_gen_validate_utf8, 0); }
+  Json() : gen_(yajl_gen_alloc(nullptr), yajl_gen_free) {
+    yajl_gen_config(gen_.get(), yajl_gen_validate_utf8, 0);
+  }
   Json& key(const char* text) { return string(text); }
   Json& string(const std::string& text) {
     yajl_gen_string(gen_.get(), reinterpret_cast<const unsigned char*>(text.data()), text.size());
@@ -89,8 +98,10 @@ class Json {
     return *this;
   }
   Json& index(uint32_t value) {
-    if (value == NO_OBJECT) yajl_gen_null(gen_.get());
-    else yajl_gen_integer(gen_.get(), value);
+    if (value == NO_OBJECT)
+      yajl_gen_null(gen_.get());
+    else
+      yajl_gen_integer(gen_.get(), value);
     return *this;
   }
   Json& indexes(const std::vector<uint32_t>& list) {
@@ -137,7 +148,8 @@ void attribJson(Json& json, const ChunkFile& file, const SceneAttribRecord& attr
     json.key("material");
     savedJson(json, readSavedMaterialAttrib(file, attrib.data));
   } else {
-    json.key("data_size").integer(static_cast<long long>(file.nodes()[static_cast<size_t>(attrib.data)].bodySize()));
+    json.key("data_size")
+        .integer(static_cast<long long>(file.nodes()[static_cast<size_t>(attrib.data)].bodySize()));
   }
   json.endMap();
 }
@@ -187,19 +199,22 @@ SavedMaterialAttrib readSavedMaterialAttrib(const ChunkFile& file, int data) {
 }
 
 std::string sceneText(const std::string& name, const ChunkFile& file, const SceneRecord& record) {
-  std::string out = qk_format("%s: %zu objects, %zu in the scene's list\n", name.c_str(), record.objects.size(),
-                              record.scene.size());
+  std::string out = qk_format("%s: %zu objects, %zu in the scene's list\n", name.c_str(),
+                              record.objects.size(), record.scene.size());
   for (size_t i = 0; i < record.objects.size(); ++i) {
     const SceneObjectRecord& object = record.objects[i];
-    out += qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quoted(utf8(object.name)) + "\n";
-    if (object.type == SceneObjectType::MultiMaterial) out += "  sub-materials: " + references(object.subs) + "\n";
+    out +=
+        qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quoted(utf8(object.name)) + "\n";
+    if (object.type == SceneObjectType::MultiMaterial)
+      out += "  sub-materials: " + references(object.subs) + "\n";
     if (object.type == SceneObjectType::Map) out += "  sub-maps: " + references(object.subs) + "\n";
     for (const SceneSlotRecord& slot : object.slots)
-      out += "  slot " + quoted(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) + "\n";
+      out +=
+          "  slot " + quoted(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) + "\n";
     for (const SceneAttribRecord& attrib : object.attribs) {
       if (!isMaterialAttrib(attrib)) {
-        out += qk_format("  attribute of class (0x%08X, 0x%08X), super class 0x%X: %zu bytes\n", attrib.classId.PartA(),
-                         attrib.classId.PartB(), attrib.superClass,
+        out += qk_format("  attribute of class (0x%08X, 0x%08X), super class 0x%X: %zu bytes\n",
+                         attrib.classId.PartA(), attrib.classId.PartB(), attrib.superClass,
                          file.nodes()[static_cast<size_t>(attrib.data)].bodySize());
         continue;
       }
@@ -222,7 +237,8 @@ std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
     try {
       objectJson(json, file, record.objects[i], i);
     } catch (const SceneError& error) {
-      throw SceneError(qk_format("object %zu (%s): ", i, quoted(utf8(record.objects[i].name)).c_str()) + error.what());
+      throw SceneError(qk_format("object %zu (%s): ", i, quoted(utf8(record.objects[i].name)).c_str()) +
+                       error.what());
     }
   }
   json.endArray();
@@ -235,10 +251,11 @@ void chunkTree(const std::string& bytes, std::string& out) {
   walkChunks(bytes, [&](const ChunkNode& node, int) {
     const std::string indent(static_cast<size_t>(node.depth) * 2, ' ');
     if (node.container) {
-      out += qk_format("%s0x%04X at %zu, length %u: chunks\n", indent.c_str(), node.id, node.offset, node.length);
+      out += qk_format("%s0x%04X at %zu, length %u: chunks\n", indent.c_str(), node.id, node.offset,
+                       node.length);
     } else {
-      out += qk_format("%s0x%04X at %zu, length %u: %zu bytes\n", indent.c_str(), node.id, node.offset, node.length,
-                       node.bodySize());
+      out += qk_format("%s0x%04X at %zu, length %u: %zu bytes\n", indent.c_str(), node.id, node.offset,
+                       node.length, node.bodySize());
       out += hexLines(std::string_view(bytes).substr(node.body(), node.bodySize()), indent + "    ");
     }
   });

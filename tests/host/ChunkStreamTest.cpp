@@ -1,8 +1,8 @@
 // The chunk stream: the bytes a writer makes, the reader's walk over them, and the refusal of
 // broken input with a message that says where.
-#include <string>
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "ChunkFile.h"
 #include "ChunkReader.h"
@@ -171,14 +171,16 @@ TEST(ChunkReader, BrokenStringsAreRefused) {
 
 TEST(ChunkFile, BrokenStructureIsRefusedWithWhereAndWhy) {
   EXPECT_EQ(refusal(bytes({1, 0, 6})), "truncated chunk header at offset 0: 3 bytes left in the file");
-  EXPECT_EQ(refusal(bytes({1, 0, 5, 0, 0, 0})), "chunk 0x0001 at offset 0: length 5 is shorter than its 6-byte header");
+  EXPECT_EQ(refusal(bytes({1, 0, 5, 0, 0, 0})),
+            "chunk 0x0001 at offset 0: length 5 is shorter than its 6-byte header");
   EXPECT_EQ(refusal(bytes({1, 0, 9, 0, 0, 0, 'a'})),
             "chunk 0x0001 at offset 0: length 9 runs past the end of the file (7 bytes left)");
   // A container whose body ends in half a header, and one whose child is longer than it.
   EXPECT_EQ(refusal(bytes({1, 0, 9, 0, 0, 0x80, 2, 0, 6})),
             "truncated chunk header at offset 6: 3 bytes left in chunk 0x0001 at offset 0");
-  EXPECT_EQ(refusal(bytes({1, 0, 12, 0, 0, 0x80, 2, 0, 7, 0, 0, 0, 'x'})),
-            "chunk 0x0002 at offset 6: length 7 runs past the end of chunk 0x0001 at offset 0 (6 bytes left)");
+  EXPECT_EQ(
+      refusal(bytes({1, 0, 12, 0, 0, 0x80, 2, 0, 7, 0, 0, 0, 'x'})),
+      "chunk 0x0002 at offset 6: length 7 runs past the end of chunk 0x0001 at offset 0 (6 bytes left)");
   EXPECT_EQ(refusal(bytes({1, 0, 6, 0, 0, 0, 2, 0, 6, 0, 0, 0})), "accepted");
   EXPECT_EQ(refusal(""), "accepted");
 }

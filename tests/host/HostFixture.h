@@ -5,13 +5,13 @@
 // Each test starts with an empty process-wide catalogue, so that the first need loads its own.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "HostServices.h"
 #include "HostStandIn.h"
@@ -87,7 +87,9 @@ class HostTest : public ::testing::Test {
   StandardMaterial* material(const char* name, std::vector<MapSlot> slots = {}) {
     return make<StandardMaterial>(qk_to_wide(name), std::move(slots));
   }
-  MapTexture* map(const char* name, std::vector<Texmap*> subs = {}) { return make<MapTexture>(qk_to_wide(name), std::move(subs)); }
+  MapTexture* map(const char* name, std::vector<Texmap*> subs = {}) {
+    return make<MapTexture>(qk_to_wide(name), std::move(subs));
+  }
 
   static int attribCount(Animatable* object) {
     ICustAttribContainer* container = object->GetCustAttribContainer();

@@ -1,9 +1,9 @@
 // The attribute: how it comes to a material and goes, how a catalogue entry is applied, and its
 // scene chunks byte for byte, saved and loaded.
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "ChunkFile.h"
 #include "ChunkReader.h"
@@ -99,8 +99,9 @@ TEST_F(MaterialAttribTest, LegacyNamesApplyTheirEntryWithTheirShadowFlags) {
     const char* entry;
     bool caster, only;
   };
-  for (const Case& c : {Case{"only_shadow", "default", true, true}, Case{"default_no_shadow", "default", false, false},
-                        Case{"building_no_shadow", "building", false, false}}) {
+  for (const Case& c :
+       {Case{"only_shadow", "default", true, true}, Case{"default_no_shadow", "default", false, false},
+        Case{"building_no_shadow", "building", false, false}}) {
     MaterialAttrib attrib;
     EXPECT_TRUE(attrib.setMaterial(c.given)) << c.given;
     const IMaterialDesc& desc = *attrib.getMaterialDesc();
@@ -175,8 +176,9 @@ TEST_F(MaterialAttribTest, SaveWritesTheChunksInOrderByteForByte) {
   desc.setShadowCaster(false);
   desc.setOnlyShadowCaster(true);
   desc.setDecal(5);
-  EXPECT_EQ(saved(attrib), chunk(0x1000, u32(5)) + chunk(0x1010, wide("glass")) + chunk(0x1020, wide("u=1\r\n")) +
-                               chunk(0x1050, "\x06") + chunk(0x1060, "\x01") + chunk(0x1070, std::string("\0\0\1", 3)) +
+  EXPECT_EQ(saved(attrib), chunk(0x1000, u32(5)) + chunk(0x1010, wide("glass")) +
+                               chunk(0x1020, wide("u=1\r\n")) + chunk(0x1050, "\x06") +
+                               chunk(0x1060, "\x01") + chunk(0x1070, std::string("\0\0\1", 3)) +
                                chunk(0x1080, "\x05"));
 }
 

@@ -1,10 +1,10 @@
 // The attribute's rollup, driven through its controls: fill, refresh and apply rules, the material
 // change, the copy to picked materials, the texture uniforms report and the width adjustment.
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "HostFixture.h"
 #include "MaterialDlg.h"
@@ -37,7 +37,8 @@ class MaterialDlgTest : public HostTest {
   std::string text(int id) { return qk_to_utf8(GetWindowTextString(item(id)).c_str()); }
   std::vector<std::string> entries(int id) {
     std::vector<std::string> out;
-    for (int i = 0; i < ComboBox_GetCount(item(id)); ++i) out.push_back(qk_to_utf8(ComboBox_GetItemText(item(id), i).c_str()));
+    for (int i = 0; i < ComboBox_GetCount(item(id)); ++i)
+      out.push_back(qk_to_utf8(ComboBox_GetItemText(item(id), i).c_str()));
     return out;
   }
   int catalogueIndex(const std::string& name) {
@@ -64,9 +65,9 @@ TEST_F(MaterialDlgTest, TheRollupShowsTheDescription) {
   MaterialDescExt& desc = show(m);
   EXPECT_EQ(GetWindowTextString(page), u"Material Attributes");
   EXPECT_EQ(entries(IDC_OPACITY), (std::vector<std::string>{"None", "Blend", "Alpha test", "Sum. blending",
-                                                             "Z written blending", "Shadowed blend"}));
-  EXPECT_EQ(entries(IDC_DECAL), (std::vector<std::string>{"0 (no decal)", "1 (draw first)", "2", "3", "4", "5", "6",
-                                                           "7", "8 (draw last)"}));
+                                                            "Z written blending", "Shadowed blend"}));
+  EXPECT_EQ(entries(IDC_DECAL), (std::vector<std::string>{"0 (no decal)", "1 (draw first)", "2", "3", "4",
+                                                          "5", "6", "7", "8 (draw last)"}));
   std::vector<std::string> names;
   for (const MaterialDesc& record : getMaterials()) names.push_back(record.name);
   EXPECT_EQ(entries(IDC_MATERIAL), names);  // in list order, unsorted
@@ -220,16 +221,18 @@ const std::string kUnusedHeader = "\r\n\r\n=========== UNUSED UNIFORMS =========
 
 TEST(TextureUniformsReport, TellsUsedFromUnusedTextures) {
   MaterialDesc desc;
-  desc.textures = {{"a", "diffuse color", 0, "x=1\r\n"}, {"b", "Bump", 1, "y=2\r\n"}, {"c", "Opacity", 0, ""}};
+  desc.textures = {
+      {"a", "diffuse color", 0, "x=1\r\n"}, {"b", "Bump", 1, "y=2\r\n"}, {"c", "Opacity", 0, ""}};
   MapTexture plain(u"plain");
   MapTexture dark(u"dark");
-  MapTexture layered(u"layered", {&plain, nullptr, &dark, nullptr});  // layer 1 is sub-map 2
+  MapTexture layered(u"layered", {&plain, nullptr, &dark, nullptr});      // layer 1 is sub-map 2
   StandardMaterial owner(u"owner", {{u"DIFFUSE COLOR", false, &layered},  // right name, switched off
                                     {u"Diffuse Color", true, &plain},
                                     {u"Bump", true, &layered},
                                     {u"Opacity", true, nullptr}});
-  EXPECT_EQ(textureUniformsReport(owner, desc), "------ uniforms of 'a' ------\r\nx=1\r\n\r\n------ uniforms of 'b' ------\r\ny=2\r\n" +
-                                                    kUnusedHeader + "\r\n------ uniforms of 'c' ------\r\n");
+  EXPECT_EQ(textureUniformsReport(owner, desc),
+            "------ uniforms of 'a' ------\r\nx=1\r\n\r\n------ uniforms of 'b' ------\r\ny=2\r\n" +
+                kUnusedHeader + "\r\n------ uniforms of 'c' ------\r\n");
 }
 
 TEST(TextureUniformsReport, AChannelPicksTwoSubMapsToALayer) {
@@ -242,8 +245,10 @@ TEST(TextureUniformsReport, AChannelPicksTwoSubMapsToALayer) {
   MapTexture two(u"two", {&sub, &sub});
   MapTexture thirdNull(u"third null", {&sub, &sub, nullptr, &sub});
   MapTexture thirdSet(u"third set", {nullptr, nullptr, &sub, nullptr});
-  for (const auto& [map, expected] : {std::pair<Texmap*, std::string>{&plain, unused}, {&two, unused},
-                                      {&thirdNull, unused}, {&thirdSet, used}}) {
+  for (const auto& [map, expected] : {std::pair<Texmap*, std::string>{&plain, unused},
+                                      {&two, unused},
+                                      {&thirdNull, unused},
+                                      {&thirdSet, used}}) {
     StandardMaterial owner(u"owner", {{u"map", true, map}});
     EXPECT_EQ(textureUniformsReport(owner, desc), expected) << qk_to_utf8(map->GetName().c_str());
   }

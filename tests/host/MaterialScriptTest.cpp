@@ -1,9 +1,9 @@
 // The eight script functions, called as the host's script layer calls them.
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "HostFixture.h"
 #include "MaxScript.h"

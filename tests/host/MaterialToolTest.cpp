@@ -46,7 +46,8 @@ TEST_F(MaterialToolTest, AMultiMaterialIsEnteredOneLevelDeep) {
   EXPECT_EQ(attribCount(texture), 1);  // any other entry of the list is visited itself
 
   click(IDC_NO_GOOD);
-  for (MtlBase* object : {static_cast<MtlBase*>(sub), static_cast<MtlBase*>(inner), static_cast<MtlBase*>(texture)})
+  for (MtlBase* object :
+       {static_cast<MtlBase*>(sub), static_cast<MtlBase*>(inner), static_cast<MtlBase*>(texture)})
     EXPECT_EQ(attribCount(object), 0);
   click(IDC_NO_GOOD);  // on materials without attributes: nothing
   EXPECT_EQ(sub->GetCustAttribContainer()->GetNumCustAttribs(), 0);

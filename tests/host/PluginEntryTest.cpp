@@ -1,7 +1,7 @@
 // The library's exports, its string table and its two class descriptors.
-#include <memory>
-
 #include <gtest/gtest.h>
+
+#include <memory>
 
 #include "HostFixture.h"
 #include "MaterialTool.h"

@@ -1,7 +1,7 @@
 // The host's scene file: a scene written and read back, and broken files refused with a reason.
-#include <string>
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "ChunkWriter.h"
 #include "HostFixture.h"
@@ -135,12 +135,41 @@ TEST_F(SceneFileTest, AnAttributeThatCantBeReadStopsTheLoad) {
     out.EndChunk();
     out.EndChunk();
   });
-  EXPECT_EQ(refusal(truncated),
-            "object 0 (\"m\"): attribute of class (0x07CB6596, 0x7E112E78): chunk 0x1050 at offset 72: a read of 1 "
-            "bytes where 0 are left");
+  EXPECT_EQ(
+      refusal(truncated),
+      "object 0 (\"m\"): attribute of class (0x07CB6596, 0x7E112E78): chunk 0x1050 at offset 72: a read of 1 "
+      "bytes where 0 are left");
   EXPECT_EQ(refusal(bytes), "accepted");
   bytes[bytes.find(std::string("\x96\x65\xCB\x07", 4))] = '\x97';
-  EXPECT_EQ(refusal(bytes), "object 0 (\"m\"): attribute of class (0x07CB6597, 0x7E112E78) that no loaded library offers");
+  EXPECT_EQ(refusal(bytes),
+            "object 0 (\"m\"): attribute of class (0x07CB6597, 0x7E112E78) that no loaded library offers");
+}
+
+// Every cut of a good file, and every byte of it changed, is either loaded or refused with one of
+// the two errors; nothing else happens.
+TEST_F(SceneFileTest, EveryCutAndEveryChangedByteIsLoadedOrRefused) {
+  MapTexture* texture = map("t");
+  StandardMaterial* m = material("m", {{u"Diffuse Color", true, texture}});
+  getOrCreateMaterialAttrib(m)->getMaterialDescExt()->setUserUniforms("u=1");
+  const std::string good = writeScene({make<MultiMaterial>(u"multi", std::vector<Mtl*>{m, nullptr}), m});
+  int refused = 0;
+  auto attempt = [&](const std::string& bytes) {
+    try {
+      reload(bytes);
+    } catch (const ChunkFormatError&) {
+      ++refused;
+    } catch (const SceneError&) {
+      ++refused;
+    }
+  };
+  for (size_t size = 0; size < good.size(); ++size) attempt(good.substr(0, size));
+  EXPECT_EQ(refused, static_cast<int>(good.size()));  // a cut file is always refused
+  for (size_t at = 0; at < good.size(); ++at)
+    for (unsigned char change : {0x01u, 0x80u, 0xFFu}) {
+      std::string bytes = good;
+      bytes[at] = static_cast<char>(static_cast<unsigned char>(bytes[at]) ^ change);
+      attempt(bytes);
+    }
 }
 
 }  // namespace
