@@ -29,3 +29,8 @@ qk::wstring ConsoleHostServices::ansiToWide(std::string_view bytes) {
   for (size_t i = 0; i < bytes.size(); ++i) wide[i] = static_cast<unsigned char>(bytes[i]);
   return wide;
 }
+
+bool ConsoleHostServices::pickAnimatables(std::vector<Animatable*>& picked) {
+  picked.clear();
+  return false;
+}

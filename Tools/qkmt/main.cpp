@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include "CatalogueCommand.h"
+#include "RunCommand.h"
+#include "SceneCommand.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work"};
@@ -13,6 +15,10 @@ int main(int argc, char** argv) {
 
   std::function<int()> catalogue;
   CLI::App* catalogueCommand = addCatalogueCommand(app, catalogue);
+  std::function<int()> run;
+  CLI::App* runCommand = addRunCommand(app, run);
+  std::function<int()> scene;
+  CLI::App* sceneCommand = addSceneCommand(app, scene);
 
   try {
     app.parse(argc, argv);
@@ -21,5 +27,7 @@ int main(int argc, char** argv) {
     return status == 0 ? 0 : 2;  // help and version succeed; anything else is a usage error
   }
   if (catalogueCommand->parsed()) return catalogue();
+  if (runCommand->parsed()) return run();
+  if (sceneCommand->parsed()) return scene();
   return 2;
 }

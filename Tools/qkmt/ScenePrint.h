@@ -1,0 +1,35 @@
+// What `qkmt scene` prints of a scene file: each object with its name, kind, sub-objects and map
+// slots, and for each attribute of the material plug-in the values its chunks hold, read directly
+// from the chunks without the catalogue; or the raw chunk tree.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ChunkFile.h"
+#include "SceneFile.h"
+
+// The saved values of one attribute, each present when its chunk was there.
+struct SavedMaterialAttrib {
+  std::optional<int32_t> version;
+  std::optional<std::string> name;
+  std::optional<std::string> userUniforms;
+  std::optional<uint8_t> opacity;
+  std::optional<bool> depthBias;
+  std::optional<bool> shadowCaster;
+  std::optional<bool> onlyShadowCaster;
+  std::optional<uint8_t> decal;
+};
+
+// The values in the data chunk `data` of `file`, as the attribute's Load would read them. Throws
+// SceneError when a chunk is too short for what it holds or a string is broken.
+SavedMaterialAttrib readSavedMaterialAttrib(const ChunkFile& file, int data);
+
+// The scene as text, one block per object; `name` is the file's name for the heading.
+std::string sceneText(const std::string& name, const ChunkFile& file, const SceneRecord& record);
+// The scene as one JSON document.
+std::string sceneJson(const ChunkFile& file, const SceneRecord& record);
+// The chunk tree, chunk by chunk as it is checked, with ids, offsets, lengths and data bodies in
+// hexadecimal; appended to `out` so that what came before a broken chunk stays when it throws.
+void chunkTree(const std::string& bytes, std::string& out);
