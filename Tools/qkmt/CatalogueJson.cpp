@@ -1,43 +1,10 @@
 #include "CatalogueJson.h"
 
-#include <memory>
-#include <string_view>
-
-#include <yajl/yajl_gen.h>
+#include "JsonWriter.h"
 
 namespace {
 
-// One generator for one document.
-class Generator {
- public:
-  Generator() : gen_(yajl_gen_alloc(nullptr), yajl_gen_free) {
-    // Texts go out byte for byte: a catalogue may hold bytes that aren't UTF-8.
-    yajl_gen_config(gen_.get(), yajl_gen_validate_utf8, 0);
-  }
-
-  void key(std::string_view text) { string(text); }
-  void string(std::string_view text) {
-    yajl_gen_string(gen_.get(), reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  }
-  void integer(long long value) { yajl_gen_integer(gen_.get(), value); }
-  void boolean(bool value) { yajl_gen_bool(gen_.get(), value); }
-  void beginMap() { yajl_gen_map_open(gen_.get()); }
-  void endMap() { yajl_gen_map_close(gen_.get()); }
-  void beginArray() { yajl_gen_array_open(gen_.get()); }
-  void endArray() { yajl_gen_array_close(gen_.get()); }
-
-  std::string text() const {
-    const unsigned char* buffer = nullptr;
-    size_t size = 0;
-    yajl_gen_get_buf(gen_.get(), &buffer, &size);
-    return std::string(reinterpret_cast<const char*>(buffer), size);
-  }
-
- private:
-  std::unique_ptr<struct yajl_gen_t, void (*)(yajl_gen)> gen_;
-};
-
-void writeTexture(Generator& g, const TextureDesc& texture) {
+void writeTexture(JsonWriter& g, const TextureDesc& texture) {
   g.beginMap();
   g.key("name"); g.string(texture.name);
   g.key("tex"); g.string(texture.tex);
@@ -46,7 +13,7 @@ void writeTexture(Generator& g, const TextureDesc& texture) {
   g.endMap();
 }
 
-void writeMaterial(Generator& g, const MaterialDesc& desc) {
+void writeMaterial(JsonWriter& g, const MaterialDesc& desc) {
   g.beginMap();
   g.key("name"); g.string(desc.name);
   g.key("shader_name"); g.string(desc.shaderName);
@@ -76,7 +43,7 @@ void writeMaterial(Generator& g, const MaterialDesc& desc) {
 }  // namespace
 
 std::string catalogueJson(const std::vector<MaterialDesc>& materials, bool loadFailed) {
-  Generator g;
+  JsonWriter g;
   g.beginMap();
   g.key("load_failed"); g.boolean(loadFailed);
   g.key("materials");

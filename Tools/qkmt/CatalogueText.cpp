@@ -2,24 +2,10 @@
 
 #include <string_view>
 
+#include "TextEscape.h"
 #include "qk_format.h"
 
 namespace {
-
-// A text with its control bytes made visible, so that one value stays on one line.
-std::string visible(std::string_view text) {
-  std::string out;
-  for (char c : text) {
-    const unsigned char byte = static_cast<unsigned char>(c);
-    if (c == '\r') out += "\\r";
-    else if (c == '\n') out += "\\n";
-    else if (c == '\t') out += "\\t";
-    else if (c == '\\') out += "\\\\";
-    else if (byte < 0x20 || byte == 0x7F) out += qk_format("\\x%02X", byte);
-    else out += c;
-  }
-  return out;
-}
 
 const char* yesNo(bool value) { return value ? "yes" : "no"; }
 
@@ -29,10 +15,10 @@ void appendUniforms(std::string& out, std::string_view block, const char* indent
     const size_t end = block.find("\r\n");
     out += indent;
     if (end == std::string_view::npos) {
-      out += visible(block) + "   <- no line end\n";
+      out += visibleText(block) + "   <- no line end\n";
       return;
     }
-    out += visible(block.substr(0, end)) + "\n";
+    out += visibleText(block.substr(0, end)) + "\n";
     block.remove_prefix(end + 2);
   }
 }
@@ -47,8 +33,8 @@ const char* objectName(ObjectKind kind) {
 }
 
 void appendMaterial(std::string& out, const MaterialDesc& desc, size_t index, size_t count) {
-  out += qk_format("%s  (%zu of %zu)\n", visible(desc.name).c_str(), index + 1, count);
-  out += "  shader           " + visible(desc.shaderName) + "\n";
+  out += qk_format("%s  (%zu of %zu)\n", visibleText(desc.name).c_str(), index + 1, count);
+  out += "  shader           " + visibleText(desc.shaderName) + "\n";
   out += qk_format("  opacity          %s\n", opacityName(desc.opacity).c_str());
   out += qk_format("  flags            normals %s, Z-Bias %s, shadow caster %s, only shadow caster %s\n",
                    yesNo(desc.normals), yesNo(desc.depthBias), yesNo(desc.shadowCaster),
@@ -58,15 +44,15 @@ void appendMaterial(std::string& out, const MaterialDesc& desc, size_t index, si
 
   out += desc.textures.empty() ? "  textures         none\n" : "  textures\n";
   for (const TextureDesc& texture : desc.textures) {
-    out += qk_format("    %s  slot \"%s\", channel %d\n", visible(texture.name).c_str(),
-                     visible(texture.tex).c_str(), texture.channel);
+    out += qk_format("    %s  slot \"%s\", channel %d\n", visibleText(texture.name).c_str(),
+                     visibleText(texture.tex).c_str(), texture.channel);
     appendUniforms(out, texture.uniforms, "      | ");
   }
 
   out += "  allowed nodes    ";
   if (desc.allowedNodes.empty()) out += "all";
   for (auto it = desc.allowedNodes.begin(); it != desc.allowedNodes.end(); ++it)
-    out += (it == desc.allowedNodes.begin() ? "\"" : ", \"") + visible(*it) + "\"";
+    out += (it == desc.allowedNodes.begin() ? "\"" : ", \"") + visibleText(*it) + "\"";
   out += "\n  allowed objects  ";
   if (desc.allowedObjects.empty()) out += "all";
   for (auto it = desc.allowedObjects.begin(); it != desc.allowedObjects.end(); ++it)
@@ -76,7 +62,7 @@ void appendMaterial(std::string& out, const MaterialDesc& desc, size_t index, si
   out += desc.defaultUniforms.empty() ? "  uniforms         none\n" : "  uniforms\n";
   appendUniforms(out, desc.defaultUniforms, "    | ");
   out += "  user defines     " + (desc.defaultUserDefines.empty() ? std::string("none")
-                                                                   : visible(desc.defaultUserDefines)) + "\n";
+                                                                   : visibleText(desc.defaultUserDefines)) + "\n";
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include "ScenePrint.h"
 
-#include <yajl/yajl_gen.h>
-
-#include <memory>
-
 #include "ChunkReader.h"
+#include "JsonWriter.h"
 #include "MaterialAttrib.h"
 #include "MaterialAttribChunks.h"
+#include "TextEscape.h"
 #include "qk_format.h"
 
 namespace {
@@ -35,26 +33,6 @@ bool isMaterialAttrib(const SceneAttribRecord& attrib) {
 
 std::string utf8(const MSTR& text) { return qk_to_utf8(text.c_str()); }
 
-// A text in double quotes, with quotes, backslashes and control characters escaped.
-std::string quoted(const std::string& text) {
-  std::string out = "\"";
-  for (char c : text) {
-    if (c == '"' || c == '\\')
-      out += std::string("\\") + c;
-    else if (c == '\r')
-      out += "\\r";
-    else if (c == '\n')
-      out += "\\n";
-    else if (c == '\t')
-      out += "\\t";
-    else if (static_cast<unsigned char>(c) < 0x20)
-      out += qk_format("\\x%02X", static_cast<unsigned>(c));
-    else
-      out += c;
-  }
-  return out + "\"";
-}
-
 std::string reference(uint32_t index) { return index == NO_OBJECT ? "none" : qk_format("object %u", index); }
 
 std::string references(const std::vector<uint32_t>& list) {
@@ -67,8 +45,8 @@ const char* yesNo(bool value) { return value ? "yes" : "no"; }
 
 void savedText(const SavedMaterialAttrib& saved, std::string& out) {
   if (saved.version) out += qk_format("    version             %d\n", *saved.version);
-  if (saved.name) out += "    name                " + quoted(*saved.name) + "\n";
-  if (saved.userUniforms) out += "    user uniforms       " + quoted(*saved.userUniforms) + "\n";
+  if (saved.name) out += "    name                " + quotedText(*saved.name) + "\n";
+  if (saved.userUniforms) out += "    user uniforms       " + quotedText(*saved.userUniforms) + "\n";
   if (saved.opacity) out += qk_format("    opacity             %u\n", *saved.opacity);
   if (saved.depthBias) out += qk_format("    depth bias          %s\n", yesNo(*saved.depthBias));
   if (saved.shadowCaster) out += qk_format("    shadow caster       %s\n", yesNo(*saved.shadowCaster));
@@ -79,53 +57,18 @@ void savedText(const SavedMaterialAttrib& saved, std::string& out) {
 
 // ---- JSON --------------------------------------------------------------------------------------
 
-class Json {
- public:
-  Json() : gen_(yajl_gen_alloc(nullptr), yajl_gen_free) {
-    yajl_gen_config(gen_.get(), yajl_gen_validate_utf8, 0);
-  }
-  Json& key(const char* text) { return string(text); }
-  Json& string(const std::string& text) {
-    yajl_gen_string(gen_.get(), reinterpret_cast<const unsigned char*>(text.data()), text.size());
-    return *this;
-  }
-  Json& integer(long long value) {
-    yajl_gen_integer(gen_.get(), value);
-    return *this;
-  }
-  Json& boolean(bool value) {
-    yajl_gen_bool(gen_.get(), value);
-    return *this;
-  }
-  Json& index(uint32_t value) {
-    if (value == NO_OBJECT)
-      yajl_gen_null(gen_.get());
-    else
-      yajl_gen_integer(gen_.get(), value);
-    return *this;
-  }
-  Json& indexes(const std::vector<uint32_t>& list) {
-    yajl_gen_array_open(gen_.get());
-    for (uint32_t value : list) index(value);
-    yajl_gen_array_close(gen_.get());
-    return *this;
-  }
-  void beginMap() { yajl_gen_map_open(gen_.get()); }
-  void endMap() { yajl_gen_map_close(gen_.get()); }
-  void beginArray() { yajl_gen_array_open(gen_.get()); }
-  void endArray() { yajl_gen_array_close(gen_.get()); }
-  std::string text() const {
-    const unsigned char* buffer = nullptr;
-    size_t size = 0;
-    yajl_gen_get_buf(gen_.get(), &buffer, &size);
-    return std::string(reinterpret_cast<const char*>(buffer), size);
-  }
+// The scene's object indexes: null for "no object".
+JsonWriter& objectIndex(JsonWriter& json, uint32_t value) {
+  return value == NO_OBJECT ? json.null() : json.integer(value);
+}
 
- private:
-  std::unique_ptr<struct yajl_gen_t, void (*)(yajl_gen)> gen_;
-};
+JsonWriter& objectIndexes(JsonWriter& json, const std::vector<uint32_t>& list) {
+  json.beginArray();
+  for (uint32_t value : list) objectIndex(json, value);
+  return json.endArray();
+}
 
-void savedJson(Json& json, const SavedMaterialAttrib& saved) {
+void savedJson(JsonWriter& json, const SavedMaterialAttrib& saved) {
   json.beginMap();
   if (saved.version) json.key("version").integer(*saved.version);
   if (saved.name) json.key("name").string(*saved.name);
@@ -138,7 +81,7 @@ void savedJson(Json& json, const SavedMaterialAttrib& saved) {
   json.endMap();
 }
 
-void attribJson(Json& json, const ChunkFile& file, const SceneAttribRecord& attrib) {
+void attribJson(JsonWriter& json, const ChunkFile& file, const SceneAttribRecord& attrib) {
   json.beginMap();
   json.key("class_id").beginArray();
   json.integer(attrib.classId.PartA()).integer(attrib.classId.PartB());
@@ -154,18 +97,18 @@ void attribJson(Json& json, const ChunkFile& file, const SceneAttribRecord& attr
   json.endMap();
 }
 
-void objectJson(Json& json, const ChunkFile& file, const SceneObjectRecord& object, size_t index) {
+void objectJson(JsonWriter& json, const ChunkFile& file, const SceneObjectRecord& object, size_t index) {
   json.beginMap();
   json.key("index").integer(static_cast<long long>(index));
   json.key("kind").string(sceneObjectTypeName(object.type));
   json.key("name").string(utf8(object.name));
-  if (object.type == SceneObjectType::MultiMaterial) json.key("sub_materials").indexes(object.subs);
-  if (object.type == SceneObjectType::Map) json.key("sub_maps").indexes(object.subs);
+  if (object.type == SceneObjectType::MultiMaterial) objectIndexes(json.key("sub_materials"), object.subs);
+  if (object.type == SceneObjectType::Map) objectIndexes(json.key("sub_maps"), object.subs);
   if (object.type == SceneObjectType::StandardMaterial) {
     json.key("map_slots").beginArray();
     for (const SceneSlotRecord& slot : object.slots) {
       json.beginMap();
-      json.key("name").string(utf8(slot.name)).key("on").boolean(slot.on).key("map").index(slot.map);
+      objectIndex(json.key("name").string(utf8(slot.name)).key("on").boolean(slot.on).key("map"), slot.map);
       json.endMap();
     }
     json.endArray();
@@ -204,13 +147,13 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
   for (size_t i = 0; i < record.objects.size(); ++i) {
     const SceneObjectRecord& object = record.objects[i];
     out +=
-        qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quoted(utf8(object.name)) + "\n";
+        qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quotedText(utf8(object.name)) + "\n";
     if (object.type == SceneObjectType::MultiMaterial)
       out += "  sub-materials: " + references(object.subs) + "\n";
     if (object.type == SceneObjectType::Map) out += "  sub-maps: " + references(object.subs) + "\n";
     for (const SceneSlotRecord& slot : object.slots)
       out +=
-          "  slot " + quoted(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) + "\n";
+          "  slot " + quotedText(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) + "\n";
     for (const SceneAttribRecord& attrib : object.attribs) {
       if (!isMaterialAttrib(attrib)) {
         out += qk_format("  attribute of class (0x%08X, 0x%08X), super class 0x%X: %zu bytes\n",
@@ -222,7 +165,7 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
       try {
         savedText(readSavedMaterialAttrib(file, attrib.data), out);
       } catch (const SceneError& error) {
-        throw SceneError(qk_format("object %zu (%s): ", i, quoted(utf8(object.name)).c_str()) + error.what());
+        throw SceneError(qk_format("object %zu (%s): ", i, quotedText(utf8(object.name)).c_str()) + error.what());
       }
     }
   }
@@ -230,19 +173,19 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
 }
 
 std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
-  Json json;
+  JsonWriter json;
   json.beginMap();
   json.key("objects").beginArray();
   for (size_t i = 0; i < record.objects.size(); ++i) {
     try {
       objectJson(json, file, record.objects[i], i);
     } catch (const SceneError& error) {
-      throw SceneError(qk_format("object %zu (%s): ", i, quoted(utf8(record.objects[i].name)).c_str()) +
+      throw SceneError(qk_format("object %zu (%s): ", i, quotedText(utf8(record.objects[i].name)).c_str()) +
                        error.what());
     }
   }
   json.endArray();
-  json.key("scene").indexes(record.scene);
+  objectIndexes(json.key("scene"), record.scene);
   json.endMap();
   return json.text();
 }
