@@ -1,0 +1,140 @@
+// WinFileRaw: the three opens, the driver form, and every failure line.
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+#include "TempDir.h"
+#include "qkvfs/Drivers/DataProviders/WinFileRaw.h"
+
+namespace {
+
+using qkvfs::WinFileRaw;
+using Lines = std::vector<std::string>;
+
+std::string bytes_of(const qk::RefPtr<qk::IBuffer>& buffer) {
+  return std::string(static_cast<const char*>(buffer->data()), buffer->size());
+}
+
+TEST(WinFileRaw, ReadOpenReadsSeeksSkipsAndGivesItsWholeBuffer) {
+  TempDir dir;
+  dir.write("f", "0123456789");
+  WinFileRaw* file = WinFileRaw::open_read("f");
+  ASSERT_NE(file, nullptr);
+  EXPECT_STREQ(file->name(), "f");
+  EXPECT_STREQ(file->vfs_name(), "f");
+  EXPECT_EQ(file->size(), 10u);
+  char out[16] = {};
+  EXPECT_EQ(file->read(out, 4), 4u);
+  EXPECT_STREQ(out, "0123");
+  EXPECT_TRUE(file->skip(2));
+  EXPECT_TRUE(file->skip(-1));
+  EXPECT_EQ(file->tell(), 5u);
+  EXPECT_EQ(bytes_of(file->buffer()), "0123456789");
+  EXPECT_EQ(file->tell(), 5u);  // kept
+  EXPECT_EQ(file->read(out, sizeof out), 5u);
+  EXPECT_TRUE(file->seek(1));
+  EXPECT_EQ(file->read(out, 2), 2u);
+  EXPECT_EQ(std::string(out, 2), "12");
+  EXPECT_EQ(file->write("x", 1), 0u) << "a read open doesn't write";
+  const char* text = nullptr;
+  EXPECT_FALSE(file->meta_string("k", text));
+  file->release();
+}
+
+TEST(WinFileRaw, FailedOpensLogTheirOperationUnlessAReadIsSilent) {
+  TempDir dir;
+  std::filesystem::create_directory("folder");
+  LogCapture log;
+  EXPECT_EQ(WinFileRaw::open_read("missing"), nullptr);
+  EXPECT_EQ(WinFileRaw::open_read("missing", true), nullptr);
+  EXPECT_EQ(WinFileRaw::open_read("folder"), nullptr);
+  EXPECT_EQ(WinFileRaw::open_rewrite("no/such"), nullptr);
+  EXPECT_EQ(WinFileRaw::open_append("folder"), nullptr);
+  EXPECT_EQ(log.errors(), (Lines{"[missing] CreateFile(RO): No such file or directory",
+                                 "[folder] CreateFile(RO): Is a directory",
+                                 "[no/such] CreateFile(REWRITE): No such file or directory",
+                                 "[folder] CreateFile(APPEND): Is a directory"}));
+}
+
+TEST(WinFileRaw, RewriteEmptiesAndAppendWritesAtTheEnd) {
+  TempDir dir;
+  dir.write("f", "old contents");
+  WinFileRaw* file = WinFileRaw::open_rewrite("f");
+  ASSERT_NE(file, nullptr);
+  EXPECT_STREQ(file->vfs_name(), "");
+  EXPECT_EQ(file->size(), 0u);
+  EXPECT_EQ(file->write("new", 3), 3u);
+  file->release();
+  EXPECT_EQ(TempDir::read("f"), "new");
+
+  file = WinFileRaw::open_append("f");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->tell(), 3u);
+  EXPECT_EQ(file->write("+more", 5), 5u);
+  file->release();
+  EXPECT_EQ(TempDir::read("f"), "new+more");
+
+  file = WinFileRaw::open_append("made");  // append makes a missing file
+  ASSERT_NE(file, nullptr);
+  file->release();
+  EXPECT_TRUE(std::filesystem::exists("made"));
+}
+
+TEST(WinFileRaw, FailuresOfAnOpenFileAreLoggedInItsForm) {
+  TempDir dir;
+  WinFileRaw* file = WinFileRaw::open_rewrite("w");
+  ASSERT_NE(file, nullptr);
+  LogCapture log;
+  char out[4];
+  EXPECT_EQ(file->read(out, 4), 0u);
+  EXPECT_FALSE(file->skip(-100));
+  EXPECT_FALSE(file->seek(uint64_t(1) << 63));
+  file->release();
+  EXPECT_EQ(log.errors(), (Lines{"[w] ReadFile(4): Bad file descriptor",
+                                 "[w] SetFilePointerEx(-100): Invalid argument",
+                                 "[w] SetFilePointerEx(-9223372036854775808): Invalid argument"}));
+}
+
+TEST(WinFileRaw, DriverFormCarriesNamesMetadataAndTheOpenCount) {
+  TempDir dir;
+  dir.write("real.txt", "abc");
+  qk::MetadataMap metadata;
+  qk::metadataSetString(metadata, "kind", "texture");
+  qk::metadataSetFloat(metadata, "scale", 0.5);
+  qk::metadataSetInt(metadata, "mips", 7);
+  std::atomic<uint64_t> open_count{0};
+  const uint32_t in_use = WinFileRaw::pool.items_in_use();
+
+  WinFileRaw* file = WinFileRaw::open_for_driver("real.txt", "/pak/real.txt", &metadata, &open_count, false);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(open_count.load(), 1u);
+  EXPECT_EQ(WinFileRaw::pool.items_in_use(), in_use + 1);
+  EXPECT_STREQ(file->name(), "real.txt");
+  EXPECT_STREQ(file->vfs_name(), "/pak/real.txt");
+  const char* text = nullptr;
+  double scale = 0;
+  int64_t mips = 0;
+  EXPECT_TRUE(file->meta_string("kind", text));
+  EXPECT_STREQ(text, "texture");
+  EXPECT_TRUE(file->meta_float("scale", scale));
+  EXPECT_EQ(scale, 0.5);
+  EXPECT_TRUE(file->meta_integer("mips", mips));
+  EXPECT_EQ(mips, 7);
+  EXPECT_FALSE(file->meta_integer("kind", mips));  // another type
+  EXPECT_FALSE(file->meta_float("none", scale));
+  file->release();
+  EXPECT_EQ(open_count.load(), 0u);
+  EXPECT_EQ(WinFileRaw::pool.items_in_use(), in_use);
+
+  LogCapture log;
+  EXPECT_EQ(qk_fs_open_raw("gone", "", nullptr, &open_count), nullptr);
+  EXPECT_EQ(WinFileRaw::open_for_driver("gone", "", nullptr, &open_count, false), nullptr);
+  EXPECT_EQ(open_count.load(), 0u);
+  EXPECT_EQ(log.errors(), Lines{"[gone] CreateFile(RO): No such file or directory"});
+}
+
+}  // namespace
