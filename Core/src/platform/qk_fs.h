@@ -102,8 +102,9 @@ enum qk_fs_flags : unsigned {
   QK_FS_OVERLAPPED = 4,       // positional reads from many threads; every descriptor allows that here
 };
 
-// Opens a file. A folder can't be opened as a file (EISDIR). New files get mode 0666 less the
-// umask. Others may read and write the file meanwhile: POSIX has no sharing modes. On failure the
+// Opens a file. A folder can't be opened as a file (EISDIR); a pipe opens without waiting for its
+// other end (for writing with no reader that is ENXIO). New files get mode 0666 less the umask.
+// Others may read and write the file meanwhile: POSIX has no sharing modes. On failure the
 // handle is invalid, and `error` (if given) holds the reason. Nothing is logged.
 qk_platform_file qk_fs_open(std::string_view path, unsigned access, unsigned disposition, unsigned flags,
                             qk_platform_error* error = nullptr);

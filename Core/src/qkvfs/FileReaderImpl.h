@@ -2,9 +2,9 @@
 //
 // chunk() fills the chunk buffer with one read of the chunk size and shows what arrived; read()
 // and skip() consume buffered bytes first and then go straight to the file: a read never fills the
-// chunk buffer. A read below kSmallRead makes the chunk buffer (empty) if there is none, so that a
-// consumer of small reads that also looks at chunks has it ready; reads of kSmallRead bytes and
-// more never allocate it. skip() beyond the buffer seeks the file.
+// chunk buffer. A read below kSmallRead makes the chunk buffer (empty) if there is none; reads of
+// kSmallRead bytes and more never allocate it. skip() beyond the buffer seeks the file, so a skip
+// past the end of the file counts as done.
 //
 // remaining() is the buffered bytes plus the file's size less its position (0 once the position
 // is past the end). Ownership: the file isn't owned and must outlive the reader (FileReader owns

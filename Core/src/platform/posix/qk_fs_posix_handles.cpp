@@ -34,14 +34,17 @@ qk_platform_file qk_fs_open(std::string_view path, unsigned access, unsigned dis
     int mode = (access & QK_FS_WRITE) ? ((access & QK_FS_READ) ? O_RDWR : O_WRONLY) : O_RDONLY;
     if (disposition == QK_FS_CREATE_ALWAYS) mode |= O_CREAT | O_TRUNC;
     if (disposition == QK_FS_OPEN_ALWAYS) mode |= O_CREAT;
-    const int fd = retry_interrupted([&] { return open(name.c_str(), mode | O_CLOEXEC, 0666); });
-    struct stat st;
+    // Without waiting for a writer, should the name be a pipe; regular files ignore the flag.
+    const int fd = retry_interrupted([&] { return open(name.c_str(), mode | O_CLOEXEC | O_NONBLOCK, 0666); });
+    struct stat st {};
+    const bool stated = fd >= 0 && fstat(fd, &st) == 0;
     if (fd < 0) {
       code = errno;
-    } else if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+    } else if (stated && S_ISDIR(st.st_mode)) {
       close(fd);  // a folder opens only for reading, and isn't a file
       code = EISDIR;
     } else {
+      if (stated && !S_ISREG(st.st_mode)) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
       file.handle = fd;
       if (flags & QK_FS_SEQUENTIAL_SCAN) posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
       if (flags & QK_FS_RANDOM_ACCESS) posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
