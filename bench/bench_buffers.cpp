@@ -1,11 +1,11 @@
 // MemBuffer::create and release of one size, again and again, against malloc and free of the same
 // size: the recycled buffer comes back with its memory, so the usual create allocates nothing.
+#include <benchmark/benchmark.h>
+
 #include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include "PeerRatio.h"
 #include "qk/MemBuffer.h"
@@ -37,6 +37,7 @@ BENCHMARK(BM_MallocFree)->RangeMultiplier(4)->Range(1 << 10, 1 << 20);
 int main(int argc, char** argv) {
   qkbench::Pairs pairs;
   for (int size = 1 << 10; size <= 1 << 20; size *= 4)
-    pairs.emplace_back("BM_MemBufferCreateRelease/" + std::to_string(size), "BM_MallocFree/" + std::to_string(size));
+    pairs.emplace_back("BM_MemBufferCreateRelease/" + std::to_string(size),
+                       "BM_MallocFree/" + std::to_string(size));
   return qkbench::runWithRatios(argc, argv, pairs);
 }

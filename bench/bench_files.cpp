@@ -1,6 +1,7 @@
 // OverlappedFile positional reads of 4 KiB at random offsets of a 64 MiB file in the page cache,
 // from one and two threads sharing the object, against pread alone on a descriptor of the same
 // file.
+#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -9,8 +10,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include "PeerRatio.h"
 #include "qkvfs/OverlappedFile.h"
@@ -85,7 +84,8 @@ BENCHMARK(BM_Pread)->Threads(1)->Threads(2)->UseRealTime();
 
 int main(int argc, char** argv) {
   fixture();  // write and warm the file before any timing starts
-  return qkbench::runWithRatios(argc, argv,
-                                {{"BM_OverlappedReadAt/real_time/threads:1", "BM_Pread/real_time/threads:1"},
-                                 {"BM_OverlappedReadAt/real_time/threads:2", "BM_Pread/real_time/threads:2"}});
+  return qkbench::runWithRatios(
+      argc, argv,
+      {{"BM_OverlappedReadAt/real_time/threads:1", "BM_Pread/real_time/threads:1"},
+       {"BM_OverlappedReadAt/real_time/threads:2", "BM_Pread/real_time/threads:2"}});
 }

@@ -1,11 +1,10 @@
 // Whole files as buffers: read or mapped at the 1 MiB boundary, empty, missing and short files.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "LogCapture.h"
 #include "TempDir.h"

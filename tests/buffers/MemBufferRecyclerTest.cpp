@@ -1,10 +1,10 @@
 // The bounded lock-free queue of idle buffers, on its own instance.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <cstdint>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "qk/MemBufferRecycler.h"
 

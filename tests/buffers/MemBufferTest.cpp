@@ -1,11 +1,11 @@
 // MemBuffer: exact growth, recycling with memory and bytes, the bound of 128 idle buffers.
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "qk/MemBuffer.h"
 

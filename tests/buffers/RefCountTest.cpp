@@ -1,8 +1,8 @@
 // Reference counts across threads, and the empty buffer that no count ends.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "qk/EmptyBuffer.h"
 

@@ -1,11 +1,11 @@
 // Inputs for the file tests: patterns and the reader tests' data made by real tools.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "TempDir.h"
 #include "qk/Reader.h"

@@ -1,7 +1,7 @@
 // The readers of IFiles: the rule that picks one, FileReaderImpl's chunk arithmetic, the owners.
-#include <string>
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "FileData.h"
 #include "TempDir.h"

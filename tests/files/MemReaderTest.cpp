@@ -1,8 +1,8 @@
 // MemReader: an IFile over a buffer.
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "qk/SharedBuffer.h"
 #include "qkvfs/MemReader.h"

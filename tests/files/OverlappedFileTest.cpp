@@ -1,11 +1,11 @@
 // OverlappedFile: positional reads from many threads on one descriptor, and its range reader.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "FileData.h"
 #include "LogCapture.h"
@@ -61,7 +61,7 @@ TEST(OverlappedFile, ReadsNothingUnopenedAndLogsFailuresInItsForm) {
   EXPECT_EQ(small.read_at(0, out, 4), 0u);  // not open yet
   EXPECT_FALSE(missing.ensure_open());
   ASSERT_TRUE(small.ensure_open());
-  EXPECT_EQ(small.read_at(6, out, 16), 4u);  // across the end: what is there
+  EXPECT_EQ(small.read_at(6, out, 16), 4u);   // across the end: what is there
   EXPECT_EQ(small.read_at(10, out, 16), 0u);  // at the end
   EXPECT_EQ(small.read_at(100, out, 3), 0u);
   EXPECT_EQ(small.read_at(100, out, 0), 0u);  // nothing asked, nothing to report

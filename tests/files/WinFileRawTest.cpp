@@ -1,10 +1,10 @@
 // WinFileRaw: the three opens, the driver form, and every failure line.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "LogCapture.h"
 #include "TempDir.h"
@@ -74,7 +74,6 @@ TEST(WinFileRaw, RewriteEmptiesAndAppendWritesAtTheEnd) {
   EXPECT_EQ(file->write("+more", 5), 5u);
   file->release();
   EXPECT_EQ(TempDir::read("f"), "new+more");
-
 }
 
 TEST(WinFileRaw, FailuresOfAnOpenFileAreLoggedInItsForm) {
@@ -87,9 +86,9 @@ TEST(WinFileRaw, FailuresOfAnOpenFileAreLoggedInItsForm) {
   EXPECT_FALSE(file->skip(-100));
   EXPECT_FALSE(file->seek(uint64_t(1) << 63));
   file->release();
-  EXPECT_EQ(log.errors(), (Lines{"[w] ReadFile(4): Bad file descriptor",
-                                 "[w] SetFilePointerEx(-100): Invalid argument",
-                                 "[w] SetFilePointerEx(-9223372036854775808): Invalid argument"}));
+  EXPECT_EQ(log.errors(),
+            (Lines{"[w] ReadFile(4): Bad file descriptor", "[w] SetFilePointerEx(-100): Invalid argument",
+                   "[w] SetFilePointerEx(-9223372036854775808): Invalid argument"}));
 }
 
 TEST(WinFileRaw, DriverFormCarriesNamesMetadataAndTheOpenCount) {

@@ -1,4 +1,5 @@
 // The platform's path operations: answers, quiet misses and the exact failure lines.
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <utime.h>
 
@@ -9,8 +10,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "LogCapture.h"
 #include "TempDir.h"
@@ -72,9 +71,9 @@ TEST(FsFolders, MkdirOneLevelAndRmdirOnlyWhenEmpty) {
   fs::remove("d/f");
   EXPECT_TRUE(qk_fs_rmdir("d", false));
   EXPECT_FALSE(fs::exists("d"));
-  EXPECT_EQ(log.errors(), (Lines{"Failed to mkdir x/y: No such file or directory",
-                                 "Failed to rmdir d: Directory not empty",
-                                 "Failed to rmdir gone: No such file or directory"}));
+  EXPECT_EQ(log.errors(),
+            (Lines{"Failed to mkdir x/y: No such file or directory", "Failed to rmdir d: Directory not empty",
+                   "Failed to rmdir gone: No such file or directory"}));
 }
 
 TEST(FsStat, GivesSizeKindAndTimeAndIsQuietWhenMissing) {
@@ -205,7 +204,8 @@ TEST(ShellOpen, HandsThePathToXdgOpenWithoutWaiting) {
     PathVariable path((dir.path() / "bin").string() + ":/usr/bin:/bin");  // ours comes first
     EXPECT_EQ(qk_shell_open("some file.txt"), 0);
   }
-  for (int i = 0; i < 500 && !fs::exists(record); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  for (int i = 0; i < 500 && !fs::exists(record); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_EQ(TempDir::read(record), "some file.txt");
 
   PathVariable empty((dir.path() / "nothing").string());

@@ -2,13 +2,13 @@
 // picks out the texts of the core's ERROR lines.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 class LogCapture {
  public:

@@ -136,8 +136,7 @@ std::string qk_system_error_text(int code);
 // the end of the file or on failure.
 qk_platform_error qk_platform_read_fully(qk_platform_file file, void* data, size_t size, size_t& done);
 // Writes `size` bytes at the file's position; `done` is what went.
-qk_platform_error qk_platform_write_fully(qk_platform_file file, const void* data, size_t size,
-                                          size_t& done);
+qk_platform_error qk_platform_write_fully(qk_platform_file file, const void* data, size_t size, size_t& done);
 // Reads up to `size` bytes at `offset` without moving the file's position; safe from many threads
 // on one handle. `done` is less than `size` only at the end of the file or on failure.
 qk_platform_error qk_platform_read_at(qk_platform_file file, uint64_t offset, void* data, size_t size,

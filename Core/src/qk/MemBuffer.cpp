@@ -29,9 +29,7 @@ class IdleMemBuffers {
     while (MemBuffer* buffer = queue_.take()) MemBuffer::retire(buffer);
   }
 
-  bool offer(MemBuffer* buffer) {
-    return !closed_.load(std::memory_order_acquire) && queue_.offer(buffer);
-  }
+  bool offer(MemBuffer* buffer) { return !closed_.load(std::memory_order_acquire) && queue_.offer(buffer); }
   MemBuffer* take() { return closed_.load(std::memory_order_acquire) ? nullptr : queue_.take(); }
 
  private:

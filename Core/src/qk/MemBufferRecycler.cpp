@@ -66,7 +66,7 @@ bool MemBufferRecycler::offer(MemBuffer* buffer) noexcept {
     if (tail != tail_.link.load(std::memory_order_acquire)) continue;
     if (index_of(next) == kNull) {
       if (nodes_[index_of(tail)].next.compare_exchange_strong(next, next_link(next, index),
-                                                               std::memory_order_acq_rel)) {
+                                                              std::memory_order_acq_rel)) {
         tail_.link.compare_exchange_strong(tail, next_link(tail, index), std::memory_order_acq_rel);
         return true;
       }
@@ -90,7 +90,8 @@ MemBuffer* MemBufferRecycler::take() noexcept {
     }
     if (index_of(next) == kNull) continue;  // a snapshot taken while the head moved
     MemBuffer* buffer = nodes_[index_of(next)].buffer.load(std::memory_order_relaxed);
-    if (head_.link.compare_exchange_strong(head, next_link(head, index_of(next)), std::memory_order_acq_rel)) {
+    if (head_.link.compare_exchange_strong(head, next_link(head, index_of(next)),
+                                           std::memory_order_acq_rel)) {
       push_free_node(index_of(head));
       return buffer;
     }

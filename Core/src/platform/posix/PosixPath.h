@@ -5,11 +5,11 @@
 // Private to the POSIX platform layer.
 #pragma once
 
+#include <errno.h>
+
 #include <climits>
 #include <cstring>
 #include <string_view>
-
-#include <errno.h>
 
 namespace qk_posix {
 

@@ -1,13 +1,5 @@
 // POSIX implementation of the path operations of platform/qk_fs.h: delete, move, folders, stat,
 // folder walks, full paths, lock files, the desktop's opener and error texts.
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -16,6 +8,14 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "PathBuffer.h"
 #include "platform/posix/PosixPath.h"
@@ -91,7 +91,8 @@ class TempFiles {
   // Removes the file of `fd` if it is a lock file of this process; the caller closes `fd` after.
   void remove(int fd) {
     std::lock_guard<std::mutex> guard(lock_);
-    auto found = std::find_if(held_.begin(), held_.end(), [fd](const auto& item) { return item.first == fd; });
+    auto found =
+        std::find_if(held_.begin(), held_.end(), [fd](const auto& item) { return item.first == fd; });
     if (found == held_.end()) return;
     unlink(found->second.c_str());  // while the lock is still held, so no new holder's file goes
     held_.erase(found);
@@ -340,8 +341,8 @@ int qk_shell_open(std::string_view path) {
   if (!find_on_path("xdg-open", opener)) return ENOENT;
   // A shell starts the opener in the background and ends at once, so that nothing waits for the
   // desktop's application and no child is left unreaped.
-  const char* argv[] = {"/bin/sh", "-c", "\"$0\" \"$1\" </dev/null >/dev/null 2>&1 &", opener.c_str(),
-                        target.c_str(), nullptr};
+  const char* argv[] = {"/bin/sh",      "-c",           "\"$0\" \"$1\" </dev/null >/dev/null 2>&1 &",
+                        opener.c_str(), target.c_str(), nullptr};
   pid_t child = 0;
   const int code = posix_spawn(&child, argv[0], nullptr, nullptr, const_cast<char* const*>(argv), environ);
   if (code != 0) return code;

@@ -1,12 +1,12 @@
 // POSIX implementation of the handle calls and mappings of platform/qk_fs.h.
-#include <algorithm>
-#include <climits>
-
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <climits>
 
 #include "platform/posix/PosixPath.h"
 #include "platform/qk_fs.h"
@@ -90,7 +90,8 @@ qk_platform_error qk_platform_read_at(qk_platform_file file, uint64_t offset, vo
   while (done < size) {
     if (offset + done > uint64_t(INT64_MAX)) return EINVAL;
     const size_t step = std::min(size - done, kMaxTransfer);
-    const ssize_t n = retry_interrupted([&] { return pread(fd_of(file), out + done, step, off_t(offset + done)); });
+    const ssize_t n =
+        retry_interrupted([&] { return pread(fd_of(file), out + done, step, off_t(offset + done)); });
     if (n < 0) return errno;
     if (n == 0) break;
     done += size_t(n);
@@ -125,7 +126,8 @@ qk_platform_error qk_platform_set_end(qk_platform_file file) {
 
 // ---- Mappings --------------------------------------------------------------------------------
 
-qk_platform_error qk_platform_mapping_create(qk_platform_file file, uint64_t size, qk_platform_mapping& mapping) {
+qk_platform_error qk_platform_mapping_create(qk_platform_file file, uint64_t size,
+                                             qk_platform_mapping& mapping) {
   mapping.handle = -1;
   if (!file.valid()) return EBADF;
   if (size > uint64_t(SIZE_MAX)) return EFBIG;

@@ -153,7 +153,9 @@ bool WinFileRaw::meta_string(const char* key, const char*& out) {
   return qk::metadataGetString(metadata_, key, out);
 }
 
-bool WinFileRaw::meta_float(const char* key, double& out) { return qk::metadataGetFloat(metadata_, key, out); }
+bool WinFileRaw::meta_float(const char* key, double& out) {
+  return qk::metadataGetFloat(metadata_, key, out);
+}
 
 bool WinFileRaw::meta_integer(const char* key, int64_t& out) {
   return qk::metadataGetInt(metadata_, key, out);
