@@ -1,10 +1,8 @@
 // MemBuffer: exact growth, recycling with memory and bytes, the bound of 128 idle buffers.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "qk/MemBuffer.h"
@@ -75,44 +73,6 @@ TEST_F(MemBufferTest, TheQueueKeeps128IdleBuffersAndFreesThe129th) {
   EXPECT_EQ(live_bytes(), bytes - 64);
   held.clear();
   EXPECT_EQ(live(), count - 72);
-}
-
-TEST_F(MemBufferTest, ReuseResizesTheHeldBufferOrMakesOne) {
-  RefPtr<MemBuffer> held = MemBuffer::create(500), none;
-  MemBuffer* raw = held.get();
-  RefPtr<MemBuffer> again = MemBuffer::reuse(held, 20);
-  EXPECT_FALSE(held);
-  EXPECT_EQ(again.get(), raw);
-  EXPECT_EQ(again->size(), 20u);
-  EXPECT_EQ(again->refCount(), 1u);
-  EXPECT_EQ(MemBuffer::reuse(none, 30)->size(), 30u);
-}
-
-// Buffers made, filled, checked and released on four threads at once: no buffer reaches two
-// holders, and no more than 128 stay behind.
-TEST_F(MemBufferTest, ThreadsShareThePoolAndTheQueue) {
-  drained_.clear();
-  const int64_t count = live();
-  std::atomic<int> mixed{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([t, &mixed] {
-      std::vector<RefPtr<MemBuffer>> mine;
-      for (int i = 0; i < 3000; ++i) {
-        const size_t size = size_t(16 + (i * 37 + t * 11) % 4000);
-        mine.push_back(MemBuffer::create(size));
-        std::memset(mine.back()->mutableData(), t + 1, size);
-        if (mine.size() < 40) continue;
-        for (const RefPtr<MemBuffer>& b : mine) {
-          const auto* p = static_cast<const unsigned char*>(b->data());
-          if (std::count(p, p + b->size(), t + 1) != std::ptrdiff_t(b->size())) mixed.fetch_add(1);
-        }
-        mine.clear();
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(mixed.load(), 0);
-  EXPECT_LE(live(), count + 128);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include "FileData.h"
 #include "TempDir.h"
 #include "qk/BufferReader.h"
-#include "qk/ZlibInflateReader.h"
 #include "qkvfs/Drivers/DataProviders/WinFileRaw.h"
 #include "qkvfs/FileReader.h"
 #include "qkvfs/FileReaderImpl.h"
@@ -77,19 +76,6 @@ TEST(FileReaderImpl, ChunksSkipsAndReadsAcrossItsBuffer) {
   EXPECT_EQ(reader.remaining(), 0u);
 }
 
-TEST(FileReaderImpl, SmallReadsMakeTheChunkBufferAndLargeOnesDont) {
-  TempDir dir;
-  dir.write("f", pattern(0x30000));
-  OpenFile open("f");
-  qkvfs::FileReaderImpl large(open.file);
-  std::string out(0x20000, '\0');
-  EXPECT_EQ(large.read(&out[0], out.size()), out.size());
-  EXPECT_FALSE(large.chunk_buffer_made());
-  qkvfs::FileReaderImpl small(open.file);
-  EXPECT_EQ(small.read(nullptr, 0), 0u);
-  EXPECT_TRUE(small.chunk_buffer_made());
-}
-
 TEST(FileReader, OwnsItsFileAndReleasesIt) {
   TempDir dir;
   dir.write("f", "owned");
@@ -99,18 +85,6 @@ TEST(FileReader, OwnsItsFileAndReleasesIt) {
   EXPECT_EQ(drain(*reader, 2), "owned");
   reader.reset();
   EXPECT_EQ(WinFileRaw::pool.items_in_use(), in_use);
-}
-
-// Raw deflate made by Python's zlib, inflated from a file reader that reads ahead one byte at a
-// time: every input span is a single byte, so every refill and skip of the inflater is exercised.
-TEST(FileReaderImpl, FeedsAnInflatingReaderOneByteAtATime) {
-  TempDir dir;
-  const std::string plain = filetest::load_data("good/readers/text.txt");
-  dir.write("text.deflate", filetest::load_data("good/readers/text.deflate"));
-  OpenFile open("text.deflate");
-  qkvfs::FileReaderImpl source(open.file, 1);
-  qk::ZlibInflateReader inflated(&source, plain.size(), true);
-  EXPECT_EQ(drain(inflated, 1000), plain);
 }
 
 }  // namespace

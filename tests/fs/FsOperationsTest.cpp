@@ -130,16 +130,6 @@ TEST(FsList, SkipsDotNamesAndGivesKinds) {
   EXPECT_EQ(qk_fs_list("", collect, &here), 1);  // the working directory: "d"
   EXPECT_EQ(here.entries.count("d"), 1u);
   EXPECT_EQ(qk_fs_list("missing", collect, &here), -1);
-
-  std::vector<std::string> seen;  // the form with terminated texts
-  auto keep = [](void* user, const char* folder, const char* name, const fs_entry&) {
-    static_cast<std::vector<std::string>*>(user)->push_back(std::string(folder) + "|" + name);
-  };
-  EXPECT_TRUE(qk_fs_list_paths("d/sub", keep, &seen));
-  dir.write("d/sub/one", "1");
-  EXPECT_TRUE(qk_fs_list_paths("d/sub", keep, &seen));
-  EXPECT_EQ(seen, std::vector<std::string>{"d/sub|one"});
-  EXPECT_FALSE(qk_fs_list_paths("missing", keep, &seen));
 }
 
 TEST(FsFullPath, MakesAbsolutePathsByTextAlone) {

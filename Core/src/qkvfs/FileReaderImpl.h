@@ -31,9 +31,6 @@ class FileReaderImpl final : public qk::Reader {
   const char* name() override { return file_->name(); }
   qk::ByteSpan chunk() override;
 
-  // Whether the chunk buffer has been made.
-  bool chunk_buffer_made() const { return chunk_.allocated(); }
-
  private:
   IFile* file_;
   ChunkBuffer chunk_;
