@@ -14,8 +14,9 @@
 #include "qk_log.h"
 #include "qk_memory.h"
 
-// A request the allocator refuses must come back as null, also under the address sanitizer.
+// A request the allocator refuses must come back as null, also under the sanitizers.
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace {
 

@@ -32,6 +32,15 @@ class TempDir {
 
   const std::filesystem::path& path() const { return path_; }
 
+  // The bytes of the file `name`, relative to the working directory; empty if it can't be read.
+  static std::string read(const std::string& name) {
+    std::ifstream in(name, std::ios::binary | std::ios::ate);
+    std::string bytes(in ? size_t(in.tellg()) : 0, '\0');
+    in.seekg(0);
+    in.read(&bytes[0], std::streamsize(bytes.size()));
+    return bytes;
+  }
+
   // Writes `content` to the file `name` in the folder and returns `name`.
   std::string write(const std::string& name, const std::string& content) const {
     std::ofstream(path_ / name, std::ios::binary) << content;

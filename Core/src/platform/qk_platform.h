@@ -20,6 +20,12 @@ void qk_platform_debug_break();
 // 0 for a null pointer.
 size_t qk_platform_block_size(void* block);
 
+// Makes, grows or shrinks a heap block aligned to 16 bytes (null `block` makes one), keeping the
+// bytes both sizes share. Null when memory ran out; `block` is then unchanged. Such blocks are
+// freed by qk_platform_aligned_free.
+void* qk_platform_aligned_realloc(void* block, size_t size);
+void qk_platform_aligned_free(void* block);
+
 // ---- Clock -----------------------------------------------------------------------------------
 
 // A monotonic tick counter and its frequency in ticks per second.

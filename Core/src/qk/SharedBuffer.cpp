@@ -16,6 +16,10 @@ SharedBuffer::SharedBuffer(size_t size)
 RefPtr<SharedBuffer> SharedBuffer::create(size_t size) {
   const size_t total = sizeof(SharedBuffer) + size;
   void* block = qk_malloc(total);
+  if (!block) {  // the out-of-memory report returned
+    qk_out_of_memory("SharedBuffer", static_cast<long long>(total));
+    return nullptr;
+  }
   live_count.fetch_add(1, std::memory_order_relaxed);
   live_bytes.fetch_add(int64_t(total), std::memory_order_relaxed);
   return RefPtr<SharedBuffer>(new (block) SharedBuffer(size));

@@ -14,7 +14,8 @@ namespace qk {
 
 class SharedBuffer final : public RefCountedImpl<IBuffer> {
  public:
-  // A buffer of `size` bytes, not initialised. Out of memory ends in qk_out_of_memory.
+  // A buffer of `size` bytes, not initialised. Out of memory ends in the out-of-memory report, for
+  // "qk_malloc" and then for "SharedBuffer"; should both return, the answer is null.
   static RefPtr<SharedBuffer> create(size_t size);
 
   const void* data() const override { return data_; }

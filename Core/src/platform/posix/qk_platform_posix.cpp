@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,24 @@
 void qk_platform_debug_break() { std::raise(SIGTRAP); }
 
 size_t qk_platform_block_size(void* block) { return block ? malloc_usable_size(block) : 0; }
+
+// The C runtime's realloc where its blocks are aligned to 16 (glibc on 64-bit targets); elsewhere
+// a new block from aligned_alloc and a copy.
+void* qk_platform_aligned_realloc(void* block, size_t size) {
+  if (size == 0) size = 1;
+  if constexpr (alignof(std::max_align_t) >= 16) {
+    return std::realloc(block, size);
+  } else {
+    void* aligned = std::aligned_alloc(16, (size + 15) & ~size_t(15));
+    if (aligned && block) {
+      std::memcpy(aligned, block, std::min(size, malloc_usable_size(block)));
+      std::free(block);
+    }
+    return aligned;
+  }
+}
+
+void qk_platform_aligned_free(void* block) { std::free(block); }
 
 // ---- Clock -----------------------------------------------------------------------------------
 

@@ -1,0 +1,47 @@
+// Captures standard error for a scope, where the log writes its lines while it isn't started, and
+// picks out the texts of the core's ERROR lines.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+class LogCapture {
+ public:
+  LogCapture() { testing::internal::CaptureStderr(); }
+  ~LogCapture() {
+    if (!taken_) testing::internal::GetCapturedStderr();
+  }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  // The texts of the ERROR lines under QKCORESTATIC written since the capture began; ends it.
+  std::vector<std::string> errors() {
+    taken_ = true;
+    const std::string captured = testing::internal::GetCapturedStderr();
+    static const std::regex line("^\\S+ \\S+ ERROR   QKCORESTATIC \\([^)]*\\): (.*)$");
+    std::vector<std::string> texts;
+    std::istringstream lines(captured);
+    std::smatch match;
+    for (std::string text; std::getline(lines, text);)
+      if (std::regex_match(text, match, line)) texts.push_back(match[1]);
+    return texts;
+  }
+
+ private:
+  bool taken_ = false;
+};
+
+// The number of descriptors the process has open.
+inline int open_descriptor_count() {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    (void)entry;
+    ++count;
+  }
+  return count;
+}
