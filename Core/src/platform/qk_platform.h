@@ -98,10 +98,6 @@ struct qk_platform_file {
   bool valid() const { return handle != -1; }
 };
 
-// Opens an existing file for reading by its UTF-8 path.
-qk_platform_file qk_platform_open_read(const char* path);
-// The size of an open file in bytes; false when the system can't tell.
-bool qk_platform_file_size(qk_platform_file file, uint64_t& size);
 // Reads up to `size` bytes; the count read, 0 at the end, -1 on failure.
 int64_t qk_platform_read(qk_platform_file file, void* data, size_t size);
 void qk_platform_close(qk_platform_file file);

@@ -175,22 +175,6 @@ int qk_platform_ask_abort_retry_ignore(const char* title, const char* text) {
 
 // ---- Files -----------------------------------------------------------------------------------
 
-qk_platform_file qk_platform_open_read(const char* path) {
-  qk_platform_file file;
-  int fd;
-  do fd = open(path, O_RDONLY | O_CLOEXEC);
-  while (fd < 0 && errno == EINTR);
-  file.handle = fd;
-  return file;
-}
-
-bool qk_platform_file_size(qk_platform_file file, uint64_t& size) {
-  struct stat st;
-  if (fstat(int(file.handle), &st) != 0 || !S_ISREG(st.st_mode)) return false;
-  size = uint64_t(st.st_size);
-  return true;
-}
-
 int64_t qk_platform_read(qk_platform_file file, void* data, size_t size) {
   ssize_t n;
   do n = read(int(file.handle), data, size);
