@@ -14,7 +14,6 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
