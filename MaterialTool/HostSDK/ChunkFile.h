@@ -18,6 +18,19 @@
 
 constexpr int MAX_CHUNK_DEPTH = 64;
 
+// Little-endian values at `at`, which the caller has checked to lie inside `bytes`.
+inline uint16_t u16At(std::string_view bytes, size_t at) {
+  return static_cast<uint16_t>(static_cast<unsigned char>(bytes[at]) |
+                               (static_cast<unsigned char>(bytes[at + 1]) << 8));
+}
+
+inline uint32_t u32At(std::string_view bytes, size_t at) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < 4; ++i)
+    value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+  return value;
+}
+
 class ChunkFormatError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

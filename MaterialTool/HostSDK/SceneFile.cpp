@@ -114,13 +114,6 @@ void SceneWriter::writeAttribs(MtlBase* object) {
 
 // ---- reading -----------------------------------------------------------------------------------
 
-uint32_t u32At(std::string_view bytes, size_t at) {
-  uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i)
-    value |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
-  return value;
-}
-
 class RecordReader {
  public:
   explicit RecordReader(const ChunkFile& file) : file_(file) {}
