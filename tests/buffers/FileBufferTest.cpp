@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "BufferBytes.h"
 #include "LogCapture.h"
 #include "TempDir.h"
 #include "qk/EmptyBuffer.h"
@@ -18,10 +19,6 @@ std::string pattern(size_t size) {
   std::string bytes(size, '\0');
   for (size_t i = 0; i < size; ++i) bytes[i] = char(i * 131 + i / 977);
   return bytes;
-}
-
-std::string bytes_of(const qk::RefPtr<qk::IBuffer>& buffer) {
-  return std::string(static_cast<const char*>(buffer->data()), buffer->size());
 }
 
 bool is_mapped(const qk::RefPtr<qk::IBuffer>& buffer) {

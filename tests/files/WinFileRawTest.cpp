@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "BufferBytes.h"
 #include "LogCapture.h"
 #include "TempDir.h"
 #include "qkvfs/Drivers/DataProviders/WinFileRaw.h"
@@ -14,10 +15,6 @@ namespace {
 
 using qkvfs::WinFileRaw;
 using Lines = std::vector<std::string>;
-
-std::string bytes_of(const qk::RefPtr<qk::IBuffer>& buffer) {
-  return std::string(static_cast<const char*>(buffer->data()), buffer->size());
-}
 
 TEST(WinFileRaw, ReadOpenReadsSeeksSkipsAndGivesItsWholeBuffer) {
   TempDir dir;
