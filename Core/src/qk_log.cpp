@@ -64,8 +64,9 @@ qk::Semaphore& queued() {
 std::thread* worker = nullptr;
 std::atomic<bool> stopping{false};
 thread_local bool on_worker = false;
-// One server of the queue at a time where no worker runs (IMMEDIATE mode, and the stop).
-std::mutex serving;
+// One server of the queue at a time where no worker runs (IMMEDIATE mode, and the stop); recursive,
+// since serving a request may log, and a listener may send a request in turn.
+std::recursive_mutex serving;
 
 struct ThreadName {
   bool valid = false;
@@ -287,7 +288,7 @@ void serve(qk::LogItem* item) {
 }
 
 void drain_queue() {
-  std::lock_guard<std::mutex> hold(serving);
+  std::lock_guard<std::recursive_mutex> hold(serving);
   while (qk::LogItem* item = queue.pop()) serve(item);
 }
 

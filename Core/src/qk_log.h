@@ -197,7 +197,8 @@ void qk_log_set_output_rules(const char* logname, uint64_t num_rules, const qk_l
 // it (the time of its last change, UTC; "-2", "-3", ... behind the time when taken). Then backups
 // of that file older than max_age go, and, counting sizes from the newest, the first that brings the
 // total over max_total_size goes with every older one. The request keeps its limits until the log
-// stops; for an output whose file is open already, they apply when it next makes its file.
+// stops; an output whose file is open already has made it, and the limits apply the next time an
+// output makes that file.
 void qk_log_backup(const char* logname, const qk::log::limits* limits);
 
 // Non-zero if a message of this module and level would reach an output: 0 while no worker runs
@@ -223,7 +224,7 @@ struct qk_log_listener_message {
 };
 using qk_log_listener = void (*)(const qk_log_listener_message& message);
 
-// False when 16 are registered already.
+// False when 16 are registered already. Neither call may come from a listener during its round.
 bool qk_log_add_listener(qk_log_listener listener, void* user);
 // False when that pair isn't registered.
 bool qk_log_remove_listener(qk_log_listener listener, void* user);

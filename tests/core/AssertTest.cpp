@@ -188,18 +188,6 @@ TEST_F(AssertImpl, ACallstackRuleSilencesTheSameRoadOnly) {
   EXPECT_EQ(dialogs.runs.size(), 2u);
 }
 
-TEST_F(AssertImpl, TheFirstMatchingRuleEndsTheWalkAndRulesAreNotMerged) {
-  ignore({kFunction});
-  fail_at({1, 0, "first.cpp", "void merged_a()"}, "a");
-  ignore({kMessage});
-  fail_at({2, 0, "second.cpp", "void merged_b()"}, "merged message");
-  fail_at({3, 0, "third.cpp", "void merged_a()"}, "x");                // the first rule
-  fail_at({4, 0, "fourth.cpp", "void merged_c()"}, "merged message");  // the second
-  ignore();
-  fail_at({5, 0, "fifth.cpp", "void merged_c()"}, "y");  // neither
-  EXPECT_EQ(dialogs.runs.size(), 3u);
-}
-
 void fail_in_a_thread() { qk_assert_msg(false, "%s", "from a thread"); }
 
 TEST_F(AssertImpl, TwoThreadsFailingAtOnceSeeOneWindow) {

@@ -30,21 +30,6 @@ qk_log_output_rule rule(uint32_t flags, const char* module, uint32_t levels = 0,
 
 // ---- Rules -----------------------------------------------------------------------------------
 
-TEST(LogRules, PatternsCompileToWildcardNegationAndLength) {
-  struct Case {
-    const char* pattern;
-    bool wildcard;
-    uint32_t length, negated;
-  };
-  for (const Case& c : {Case{"*", true, 0, 0}, Case{"!", false, 1, 1}, Case{"Lua*", true, 3, 0},
-                        Case{"!LUA", false, 4, 1}, Case{"!*", true, 1, 1}, Case{"", false, 0, 0}}) {
-    const qk::LogPattern p = qk::compile_log_pattern(c.pattern);
-    EXPECT_EQ(p.wildcard, c.wildcard) << c.pattern;
-    EXPECT_EQ(p.length, c.length) << c.pattern;
-    EXPECT_EQ(p.negated, c.negated) << c.pattern;
-  }
-}
-
 bool takes(const std::vector<qk_log_output_rule>& given, unsigned level, const char* module,
            const char* thread = "main", unsigned extra_levels = 0) {
   std::vector<qk::LogCompiledRule> rules;
@@ -241,17 +226,6 @@ TEST_F(LogOutputs, ABackupMovesTheOldFileAsideAndPrunesTheOldestBackups) {
   EXPECT_FALSE(std::filesystem::exists("b.2001-01-02_00-00-00.log"));    // 8 + 15 bytes is over 20
   EXPECT_FALSE(std::filesystem::exists("b.2001-01-03_00-00-00-2.log"));  // older than one that went
   EXPECT_TRUE(std::filesystem::exists("b.notes.log"));
-}
-
-TEST_F(LogOutputs, WithoutABackupTheOldFileIsReplaced) {
-  dir.write("plain.log", "old run\n");
-  start(qk::log::IMMEDIATE);
-  qk_log_set_output("plain.log", "*", 0, qk::log::MESSAGE | qk::log::NO_HEADER_FOOTER);
-  qk_log("LOG", qk::log::INFO, "new run");
-  stop();
-  EXPECT_EQ(TempDir::read("plain.log"), "new run\n");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), std::filesystem::directory_iterator()),
-            1);
 }
 
 TEST_F(LogOutputs, BadArgumentsFailTheirAssertions) {

@@ -116,7 +116,7 @@ TEST(TerminalQuestion, OnlyAChoiceEndsItAndHelpComesBack) {
   EXPECT_NE(terminal.read_until(kPrompt).find("This question can't be closed without a choice."),
             std::string::npos);
   terminal.type("\x04\n");  // the end-of-file key is just a character now
-  EXPECT_NE(terminal.read_until(kPrompt).find("No choice has the letter"), std::string::npos);
+  EXPECT_NE(terminal.read_until(kPrompt).find("No choice has the letter '^D'"), std::string::npos);
   terminal.type("m\n");  // no message box is offered
   EXPECT_NE(terminal.read_until(kPrompt).find("No choice has the letter 'm'"), std::string::npos);
   terminal.type("ai\n");

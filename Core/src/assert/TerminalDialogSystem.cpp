@@ -198,9 +198,9 @@ bool TerminalDialogSystem::answer(Window& current, const std::string& line) {
           shortcut_of(control.text) == letter)
         found = &control;
     if (!found) {
-      write("No choice has the letter '" +
-            std::string(std::isprint(static_cast<unsigned char>(c)) ? 1 : 0, c) +
-            "'; nothing was changed.\n");
+      const unsigned char byte = static_cast<unsigned char>(c);
+      const std::string shown = byte < 0x20 ? std::string("^") + char(byte + 0x40) : std::string(1, c);
+      write("No choice has the letter '" + shown + "'; nothing was changed.\n");
       return false;
     }
     if (found->kind == Kind::check_box) {
