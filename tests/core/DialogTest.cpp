@@ -103,8 +103,9 @@ TEST(CustomWinDialogBox, TextsGetCarriageReturnsBeforeBareLineFeeds) {
   EXPECT_EQ(qkAssert::dialog_text("a\r\nb"), u"a\r\nb");  // a pair is kept
   EXPECT_EQ(qkAssert::dialog_text("a\nb\n"), u"a\r\nb\r\n");
   EXPECT_EQ(qkAssert::dialog_text("\nx"), u"\r\nx");
-  // Matches are taken left to right: of two bare line feeds in a row only the second gets one.
+  // Matches don't overlap: a line feed whose character before was taken by the last one stays bare.
   EXPECT_EQ(qkAssert::dialog_text("a\n\nb"), u"a\r\n\nb");
+  EXPECT_EQ(qkAssert::dialog_text("\n\n"), u"\n\r\n");
   EXPECT_EQ(qkAssert::dialog_text("\xC3\xA9\n"), u"\u00E9\r\n");
 }
 

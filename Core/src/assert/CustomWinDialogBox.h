@@ -12,9 +12,10 @@
 //     (0xFFFF and the atom: 0x0080 button, 0x0081 edit, 0x0082 static), the text, extraCount 0.
 // Texts are converted from UTF-8 to UTF-16 units by the core's converter; then every match of
 // "([^\r]|^)\n" is replaced by "$1\r\n", so that a bare line feed becomes a carriage return and a
-// line feed for the edit control (the matches are taken left to right, so of two bare line feeds
-// in a row only the second gets its carriage return). A negative x or y counts from the window's
-// right or lower edge. The order of adding is the tab order.
+// line feed for the edit control. The matches are taken left to right and don't overlap, so a line
+// feed whose character before was consumed by the last match stays bare: "a\n\nb" becomes
+// "a\r\n\nb", and "\n\n" becomes "\n\r\n". A negative x or y counts from the window's right or
+// lower edge. The order of adding is the tab order.
 //
 // The window procedure is portable too: CustomWinDialogBox::procedure reacts to the messages of a
 // dialog through the calls of an IDialogSystem, and a process-wide registry (with a lock of its
