@@ -2,7 +2,7 @@
 
 #include <climits>
 #include <cmath>
-#include <fstream>
+#include <cstdarg>
 #include <memory>
 #include <vector>
 
@@ -12,6 +12,9 @@
 #include "MaxScript.h"
 #include "PluginEntry.h"
 #include "SceneFile.h"
+#include "ScenePrint.h"
+#include "TextEscape.h"
+#include "ToolFiles.h"
 #include "ToolPaths.h"
 
 namespace hostlua {
@@ -26,6 +29,34 @@ const char* kindOf(MtlBase* object) {
   return object->SuperClassID() == MATERIAL_CLASS_ID ? "material" : "map";
 }
 
+// A material's sub-materials in slot order, false for an empty slot (none for a standard material).
+void pushSubMaterials(lua_State* L, Mtl* material) {
+  const int count = material->NumSubMtls();
+  lua_createtable(L, count, 0);
+  for (int i = 0; i < count; ++i) {
+    pushObject(L, material->GetSubMtl(i));
+    lua_rawseti(L, -2, i + 1);
+  }
+}
+
+// The map slots of a material or a map as the host lists them: {name=, on=, map=} each, map false
+// for an empty slot. A map's slots are its sub-maps, named "Map 1", "Map 2", ...
+void pushMapSlots(lua_State* L, MtlBase* object) {
+  const int count = object->NumSubTexmaps();
+  lua_createtable(L, count, 0);
+  for (int i = 0; i < count; ++i) {
+    lua_createtable(L, 0, 3);
+    lua_pushstring(L, qk_to_utf8(object->GetSubTexmapSlotName(i).c_str()).c_str());
+    lua_setfield(L, -2, "name");
+    lua_pushboolean(L, object->SubTexmapOn(i) != 0);
+    lua_setfield(L, -2, "on");
+    pushObject(L, object->GetSubTexmap(i));
+    lua_setfield(L, -2, "map");
+    lua_rawseti(L, -2, i + 1);
+  }
+}
+
+// The fields of a host object: name, kind, sub_materials (materials only), map_slots.
 int objectIndex(lua_State* L) {
   MtlBase* object = checkObject(L, 1);
   const std::string key = luaL_checkstring(L, 2);
@@ -33,6 +64,10 @@ int objectIndex(lua_State* L) {
     lua_pushstring(L, qk_to_utf8(object->GetName().c_str()).c_str());
   else if (key == "kind")
     lua_pushstring(L, kindOf(object));
+  else if (key == "sub_materials" && object->SuperClassID() == MATERIAL_CLASS_ID)
+    pushSubMaterials(L, static_cast<Mtl*>(object));
+  else if (key == "map_slots")
+    pushMapSlots(L, object);
   else
     lua_pushnil(L);
   return 1;
@@ -68,27 +103,35 @@ void eachElement(lua_State* L, int index, Take take) {
 Texmap* optMap(lua_State* L, int index, const char* what) {
   MtlBase* object = optObject(L, index);
   if (object && object->SuperClassID() != TEXMAP_CLASS_ID)
-    luaL_error(L, "%s: a map wanted, got a %s", what, kindOf(object));
+    fail(L, "%s: a map wanted, got a %s", what, kindOf(object));
   return static_cast<Texmap*>(object);
 }
 
 Mtl* optMaterial(lua_State* L, int index, const char* what) {
   MtlBase* object = optObject(L, index);
   if (object && object->SuperClassID() != MATERIAL_CLASS_ID)
-    luaL_error(L, "%s: a material wanted, got a %s", what, kindOf(object));
+    fail(L, "%s: a material wanted, got a %s", what, kindOf(object));
   return static_cast<Mtl*>(object);
 }
 
 MSTR checkName(lua_State* L, int index) { return qk_to_wide(luaL_checkstring(L, index)); }
 
-// The first attribute of the plug-in's class, found as an exporter finds it: by class id alone.
-IMaterialAttrib* attribOf(MtlBase* object) {
+// The attributes of the plug-in's class on `object` in container order, found as an exporter finds
+// them: by class id alone.
+std::vector<IMaterialAttrib*> attribsOf(MtlBase* object) {
+  std::vector<IMaterialAttrib*> found;
   ICustAttribContainer* container = object->GetCustAttribContainer();
   for (int i = 0; container && i < container->GetNumCustAttribs(); ++i) {
     CustAttrib* attrib = container->GetCustAttrib(i);
-    if (attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID) return static_cast<IMaterialAttrib*>(attrib);
+    if (attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID)
+      found.push_back(static_cast<IMaterialAttrib*>(attrib));
   }
-  return nullptr;
+  return found;
+}
+
+IMaterialAttrib* attribOf(MtlBase* object) {
+  const std::vector<IMaterialAttrib*> found = attribsOf(object);
+  return found.empty() ? nullptr : found.front();
 }
 
 void setField(lua_State* L, const char* key, const std::string& text) {
@@ -194,7 +237,7 @@ std::unique_ptr<Value> toValue(lua_State* L, int index) {
 // Upvalue 2: the function's name.
 int callPrimitive(lua_State* L) {
   const Primitive* primitive = Primitive::find(qk_to_wide(lua_tostring(L, lua_upvalueindex(2))));
-  if (!primitive) return luaL_error(L, "the plug-in registered no %s", lua_tostring(L, lua_upvalueindex(2)));
+  if (!primitive) return fail(L, "the plug-in registered no such script function");
   const int count = lua_gettop(L);
   std::vector<std::unique_ptr<Value>> values;
   std::vector<Value*> args;
@@ -226,10 +269,10 @@ int tool(lua_State* L) {
   HostStandIn& host = session(L).host();
   if (!host.openedUtility()) {
     ClassDesc* desc = host.classes().find(UTILITY_CLASS_ID, MATERIAL_TOOL_CLASS_ID);
-    if (!desc) return luaL_error(L, "the plug-in offers no utility");
+    if (!desc) return fail(L, "the plug-in offers no utility");
     host.openUtility(static_cast<UtilityObj*>(desc->Create(FALSE)));
   }
-  if (host.commandPanel().pages().empty()) return luaL_error(L, "the utility has no rollup");
+  if (host.commandPanel().pages().empty()) return fail(L, "the utility has no rollup");
   sendCommand(host.commandPanel().pages().front(), id, BN_CLICKED);
   return 0;
 }
@@ -240,11 +283,7 @@ int toolClose(lua_State* L) {
 }
 
 int attribs(lua_State* L) {
-  ICustAttribContainer* container = checkObject(L, 1)->GetCustAttribContainer();
-  int count = 0;
-  for (int i = 0; container && i < container->GetNumCustAttribs(); ++i)
-    if (container->GetCustAttrib(i)->ClassID() == MATERIAL_ATTRIB_CLASS_ID) ++count;
-  lua_pushinteger(L, count);
+  lua_pushinteger(L, static_cast<lua_Integer>(attribsOf(checkObject(L, 1)).size()));
   return 1;
 }
 
@@ -331,36 +370,54 @@ int isObjectAllowed(lua_State* L) {
 int panel(lua_State* L) {
   MtlBase* object = checkObject(L, 1);
   const lua_Integer width = luaL_optinteger(L, 2, 432);
-  if (width <= 0 || width > 100000)
-    return luaL_error(L, "a rollup width of %d pixels", static_cast<int>(width));
+  if (width <= 0 || width > 100000) return fail(L, "a rollup width of %d pixels", static_cast<int>(width));
   IMaterialAttrib* attrib = attribOf(object);
-  if (!attrib)
-    return luaL_error(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
+  if (!attrib) return fail(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
   MaterialEditor& editor = session(L).host().materialEditor();
   ParamDlg* dlg = editor.show(*attrib, static_cast<int>(width));
-  if (!dlg || editor.pages().empty()) return luaL_error(L, "the attribute made no rollup");
+  if (!dlg || editor.pages().empty()) return fail(L, "the attribute made no rollup");
   pushPanel(L, dlg, editor.pages().back());
   return 1;
 }
 
 // ---- scene files -------------------------------------------------------------------------------
 
+// Written whole or not at all: a failure leaves an old file at `path` as it was (ToolFiles.h).
 int save(lua_State* L) {
   const std::string path = luaL_checkstring(L, 1);
-  const std::string bytes = writeScene(session(L).host().GetSceneMtls()->items);
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!out.flush()) throw std::runtime_error(path + ": can't be written");
+  const std::string error = replaceFile(path, writeScene(session(L).host().GetSceneMtls()->items));
+  if (!error.empty()) throw std::runtime_error(error);
   return 0;
+}
+
+// Warns of each attribute whose saved material name didn't survive the load: the catalogue lacks
+// it, so the attribute's load rule left it with an empty name, which the next save writes.
+void warnClearedNames(HostSession& s, const std::string& path, const ChunkFile& file,
+                      const SceneRecord& record, const LoadedScene& loaded) {
+  for (size_t i = 0; i < record.objects.size(); ++i) {
+    const std::vector<IMaterialAttrib*> attribs = attribsOf(loaded.objects[i].get());
+    size_t k = 0;
+    for (const SceneAttribRecord& saved : record.objects[i].attribs) {
+      if (saved.classId != MATERIAL_ATTRIB_CLASS_ID || k >= attribs.size()) continue;
+      IMaterialAttrib* attrib = attribs[k++];
+      const std::optional<std::string> name = readSavedMaterialAttrib(file, saved.data).name;
+      if (!name || name->empty() || *attrib->getMaterialDesc()->getName() != 0) continue;
+      s.warn(path + ": material " + quotedText(qk_to_utf8(loaded.objects[i]->GetName().c_str())) + ": " +
+             quotedText(*name) + " isn't in the catalogue, so its material name was cleared on load");
+    }
+  }
 }
 
 int load(lua_State* L) {
   const std::string path = luaL_checkstring(L, 1);
   HostSession& s = session(L);
+  std::string bytes, reason;
+  if (!readFileBytes(path, bytes, reason)) throw std::runtime_error(path + ": " + reason);
   try {
-    const ChunkFile file(readWholeFile(path));
+    const ChunkFile file(std::move(bytes));
     const SceneRecord record = readSceneRecord(file);
     LoadedScene loaded = loadScene(file, record, s.host().classes());
+    warnClearedNames(s, path, file, record, loaded);
     for (auto& object : loaded.objects) s.adopt(std::move(object));
     s.host().setScene(loaded.scene);
   } catch (const ChunkFormatError& error) {
@@ -454,19 +511,48 @@ int openHost(lua_State* L) {
   lua_newtable(L);
   for (const luaL_Reg& function : kFunctions) {
     lua_pushvalue(L, lua_upvalueindex(1));
-    lua_pushcclosure(L, function.func, 1);
+    lua_pushfstring(L, "host.%s", function.name);
+    lua_pushcclosure(L, function.func, 2);
     lua_setfield(L, -2, function.name);
   }
   for (const char* name : kScriptFunctions) {
     lua_pushvalue(L, lua_upvalueindex(1));
     lua_pushstring(L, name);
-    lua_pushcclosure(L, guarded<callPrimitive>, 2);
+    lua_pushcclosure(L, guarded<callPrimitive, false>, 2);
     lua_setfield(L, -2, name);
   }
   return 1;
 }
 
+// Pushes the error text: where, then the name if wanted and known, then the message.
+void pushErrorText(lua_State* L, bool named, const char* format, va_list args) {
+  luaL_where(L, 1);
+  const char* name = named ? lua_tostring(L, lua_upvalueindex(2)) : nullptr;
+  if (name)
+    lua_pushfstring(L, "%s: ", name);
+  else
+    lua_pushliteral(L, "");
+  lua_pushvfstring(L, format, args);
+  lua_concat(L, 3);
+}
+
 }  // namespace
+
+int fail(lua_State* L, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  pushErrorText(L, true, format, args);
+  va_end(args);
+  return lua_error(L);
+}
+
+int failUnnamed(lua_State* L, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  pushErrorText(L, false, format, args);
+  va_end(args);
+  return lua_error(L);
+}
 
 void pushObject(lua_State* L, MtlBase* object) {
   if (!object) return lua_pushboolean(L, 0);
