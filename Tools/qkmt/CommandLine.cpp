@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "ToolOutput.h"
 
@@ -95,7 +96,11 @@ int parseAndRun(int argc, char** argv, ToolCommandList& commands) {
     std::reverse(args.begin(), args.end());  // CLI11 takes the words last first
     app.parse(args);
   } catch (const CLI::ParseError& error) {
-    const int status = app.exit(error);
+    // Help, version and usage errors go through the tool's own writes, so that their errors count.
+    std::ostringstream out, err;
+    const int status = app.exit(error, out, err);
+    writeOut(out.str());
+    if (!err.str().empty()) writeErr(err.str());
     return status == 0 ? 0 : kUsageError;
   }
   if (help->parsed()) return showHelp(app, topic, commands);

@@ -1,0 +1,30 @@
+// What `qkmt scene` prints of a scene file. The chunk tree of --chunks walks any bytes without
+// reading outside them and names the same first break, in the same words, as the chunk file's own
+// check (a cut container is walked on, but what it answers is that check's first failure); an
+// intact tree is exactly the tree the check accepts. The text and JSON of a checked scene refuse a
+// broken attribute with SceneError and nothing else.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "ChunkFile.h"
+#include "SceneFile.h"
+#include "ScenePrint.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  std::string tree;
+  const std::string broken = chunkTree(bytes, tree);
+  std::string checked;
+  try {
+    const ChunkFile file(bytes);
+    if (!broken.empty()) std::abort();  // the tree found a break the check doesn't
+    const SceneRecord record = readSceneRecord(file);
+    sceneText("fuzz.qks", file, record);
+    sceneJson(file, record);
+  } catch (const ChunkFormatError& error) {
+    if (broken != error.what()) std::abort();  // another break, or other words
+  } catch (const SceneError&) {
+  }
+  return 0;
+}
