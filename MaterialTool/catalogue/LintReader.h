@@ -20,6 +20,9 @@
 
 class LintReader {
  public:
+  // Stack slots a walk and the reading of one entry need at most (Lua guarantees 20 to a C call).
+  static constexpr int kStackPerLevel = 16;
+
   LintReader(lua_State* state, std::vector<LintFinding>& findings) : L(state), findings_(findings) {}
 
   void report(const std::string& path, const char* code, std::string message, std::string suggestion = {},
@@ -44,6 +47,8 @@ class LintReader {
   // stack positions of the real key and value; `i` counts from 0, in the order of tableKeys.
   template <class Visit>
   void forEachEntry(int table, Visit visit) {
+    // Room for this walk and what a visit pushes; nested walks each ask for their own.
+    luaL_checkstack(L, kStackPerLevel, "the catalogue checker's walk");
     lua_pushnil(L);
     for (size_t i = 0; lua_next(L, table); ++i) {
       const int top = lua_gettop(L);
