@@ -44,6 +44,12 @@ int guarded(lua_State* L) {
   return Named ? fail(L, "%s", message.c_str()) : failUnnamed(L, "%s", message.c_str());
 }
 
+// Makes the metatable of host objects and the registry's table of their userdata (HostObjects.cpp).
+void registerObjects(lua_State* L);
+// "material", "multi-material" or "map".
+const char* kindOf(MtlBase* object);
+// The object at `index`, or null for anything that isn't a host object.
+MtlBase* testObject(lua_State* L, int index);
 // Pushes the userdata of `object`, or false for null.
 void pushObject(lua_State* L, MtlBase* object);
 // The object at `index`; a Lua error for anything else.
