@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     const SceneRecord record = readSceneRecord(*file);
     sceneText("fuzz.qks", *file, record);
-    sceneJson(*file, record);
+    sceneJson("fuzz.qks", *file, record);
   } catch (const ChunkFormatError&) {  // a string chunk that isn't one
   } catch (const SceneError&) {
   }

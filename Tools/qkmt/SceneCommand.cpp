@@ -37,7 +37,7 @@ class SceneCommand : public ToolCommand {
       const ChunkFile file(std::move(bytes));
       const SceneRecord record = readSceneRecord(file);
       // The whole reading runs for --chunks too, so that all three forms share one exit rule.
-      const std::string text = json_ ? sceneJson(file, record) + "\n" : sceneText(file_, file, record);
+      const std::string text = json_ ? sceneJson(file_, file, record) + "\n" : sceneText(file_, file, record);
       if (!chunks_) writeOut(text);
       return 0;
     } catch (const ChunkFormatError& error) {
@@ -48,7 +48,9 @@ class SceneCommand : public ToolCommand {
   }
 
  private:
+  // The reason on standard error; with --json also a document that says it.
   int fail(const std::string& reason) {
+    if (json_) writeOut(sceneErrorJson(file_, reason) + "\n");
     writeErr("qkmt scene: " + file_ + ": " + reason + "\n");
     return 1;
   }

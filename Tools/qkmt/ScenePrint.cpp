@@ -175,9 +175,10 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
   return out + "scene: " + references(record.scene) + "\n";
 }
 
-std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
+std::string sceneJson(const std::string& name, const ChunkFile& file, const SceneRecord& record) {
   JsonWriter json;
   json.beginMap();
+  json.text("file", name);
   json.key("objects").beginArray();
   for (size_t i = 0; i < record.objects.size(); ++i) {
     try {
@@ -189,6 +190,15 @@ std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
   }
   json.endArray();
   objectIndexes(json.key("scene"), record.scene);
+  json.endMap();
+  return json.document();
+}
+
+std::string sceneErrorJson(const std::string& name, const std::string& error) {
+  JsonWriter json;
+  json.beginMap();
+  json.text("file", name);
+  json.text("error", error);
   json.endMap();
   return json.document();
 }

@@ -128,6 +128,8 @@ class Scene(unittest.TestCase):
         self.assertEqual(lines[1:], whole[1:-2])  # all but the cut list of the scene, 0x2030
         self.assertEqual(whole[-2], "  0x2030 at %d, length 10: 4 bytes" % (len(good) - 10))
         self.assertEqual(result.stderr, plain.stderr)
+        doc = json.loads(self.qkmt("s.qks", "--json").stdout)
+        self.assertEqual(doc, {"file": "s.qks", "error": plain.stderr.decode()[len("qkmt scene: s.qks: "):-1]})
 
     def test_chunks_and_plain_share_the_exit_rule(self):
         for data in (b"", scene((0, "m", b""), listed=(3,))):
