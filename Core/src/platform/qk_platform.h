@@ -140,3 +140,13 @@ struct qk_platform_file {
 // Reads up to `size` bytes; the count read, 0 at the end, -1 on failure.
 int64_t qk_platform_read(qk_platform_file file, void* data, size_t size);
 void qk_platform_close(qk_platform_file file);
+
+// ---- Standard output -------------------------------------------------------------------------
+
+// Sends what the process writes to standard output to standard error instead, until
+// qk_platform_stdout_restore with the answer: so that a script's own output can't mix with what a
+// tool prints as its result. The C runtime's buffer of stdout is flushed before the switch and
+// again before the restore, so each piece lands on the side it was written for. Answers -1 when
+// nothing could be switched (and nothing changed). Main thread only: the switch is process-wide.
+int qk_platform_stdout_divert();
+void qk_platform_stdout_restore(int token);
