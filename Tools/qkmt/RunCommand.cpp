@@ -8,6 +8,7 @@
 
 #include "HostModule.h"
 #include "HostSession.h"
+#include "RunStats.h"
 #include "ToolPaths.h"
 #include "qk_lua.h"
 
@@ -16,6 +17,7 @@ namespace {
 struct Options {
   std::string script;
   std::vector<std::string> args;
+  bool stats = false;
 };
 
 // The plug-in configuration directory the host answers until the script sets another: as for
@@ -49,6 +51,7 @@ void report(lua_State* L) {
 }
 
 int run(const Options& options) {
+  RunStats stats(options.stats);
   HostSession session(defaultPlugCfgDir());
   lua_State* L = qk_lua_newstate("qkmt run");
   qk_lua_openlibs(L);
@@ -61,6 +64,7 @@ int run(const Options& options) {
   }
   if (status != 0) report(L);
   qk_lua_close(L);
+  stats.print();
   return status == 0 ? 0 : 1;
 }
 
@@ -75,6 +79,8 @@ CLI::App* addRunCommand(CLI::App& app, std::function<int()>& runner) {
       "The script finds its arguments in the global `arg` and in `...`. `require \"host\"` gives the\n"
       "plug-in over a host stand-in; see the README. Exit status: 0 when the script ran to its end,\n"
       "1 on an error (its message on standard error), 2 usage error.");
+  command->add_flag("--stats", options->stats,
+                    "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
   command->add_option("script", options->script, "The Lua script to run")->required();
   runner = [options, command] {
     options->args = command->remaining();

@@ -15,6 +15,14 @@
 
 namespace {
 
+// What Lua's objects need: the alignment of its own "maximum alignment" union.
+union LuaMaxAlign {
+  double number;
+  void* pointer;
+  long integer;
+};
+constexpr size_t kLuaAlignment = alignof(LuaMaxAlign);
+
 // A backing allocator that records what it holds and can be told to refuse.
 struct Backing {
   std::map<void*, size_t> live;  // block -> size asked for
@@ -71,7 +79,7 @@ void expectConsistent(const LuaPool& pool) {
     EXPECT_LT(page.freeCount, page.slotCount) << "an empty page stayed";
     EXPECT_EQ(popcount(page), page.freeCount);
     EXPECT_EQ(page.slotCount % 32, 0);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(page.slots()) % LuaPool::kSlotAlignment, 0u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(page.slots()) % kLuaAlignment, 0u);
     const int sizeClass = LuaPool::classOf(page.slotSize);
     bool listed = false;
     for (const LuaPool::Page* p = pool.classHead(sizeClass); p; p = p->next) listed |= p == &page;
@@ -126,7 +134,7 @@ TEST_F(PoolTest, RandomSequencesKeepEveryByteOfEveryLiveBlock) {
       Block b{nullptr, anySize(), static_cast<unsigned char>(random())};
       b.data = static_cast<unsigned char*>(take(b.size));
       ASSERT_NE(b.data, nullptr);
-      ASSERT_EQ(reinterpret_cast<uintptr_t>(b.data) % LuaPool::kSlotAlignment, 0u);
+      ASSERT_EQ(reinterpret_cast<uintptr_t>(b.data) % kLuaAlignment, 0u) << "a block misaligned for Lua";
       fill(b);
       blocks.push_back(b);
     } else if (action < 7) {

@@ -87,6 +87,9 @@ int qk_platform_thread_start(qk_platform_thread_handle& out, const qk_platform_t
 
 int qk_platform_thread_join(qk_platform_thread_handle handle) {
   if (!handle.valid) return EINVAL;
+  // glibc answers a thread that joins itself with EDEADLK too; asking first spares the call, which
+  // the sanitizers' bookkeeping doesn't survive.
+  if (pthread_equal(to_pthread(handle), pthread_self())) return EDEADLK;
   return pthread_join(to_pthread(handle), nullptr);
 }
 
