@@ -171,6 +171,15 @@ TEST_F(MeteredState, ANestedCallIsNotMeasuredAndTheLoadChangesOnce) {
   EXPECT_GT(record->lastSampleTime, before) << "the outer call took its sample";
 }
 
+TEST_F(MeteredState, ASampleTimeNotBehindTheClockChangesNothing) {
+  record->load = 0.25;
+  record->lastSampleTime += 3600.0;  // elapsed comes out below zero, like the case of exactly 0.0
+  const double sample = record->lastSampleTime;
+  ASSERT_EQ(run("local x = 0 for i = 1, 100000 do x = x + i end"), 0);
+  EXPECT_EQ(record->load, 0.25);
+  EXPECT_EQ(record->lastSampleTime, sample);
+}
+
 TEST(LuaLoad, DecaysByAFactorOfETwoSecondsOn) {
   // A load of 1, a sample two seconds old, then an empty call: its share is next to nothing, so the
   // load falls to about exp(-elapsed * 0.5).

@@ -108,6 +108,17 @@ TEST_F(ThreadUse, MainThreadOnlyIsABooleanRuleForOtherThreads) {
                                                     " uses state 'shared' which is MainThreadOnly"}));
 }
 
+TEST(ThreadUseEnd, ClosingAStateForgetsAUseThatWasNeverEnded) {
+  lua_State* L = qk_lua_newstate("left behind");
+  auto config = std::make_unique<Lua::Config>(L, LUA_GLOBALSINDEX);
+  ConfigLines lines;
+  onThread([&] { config.reset(); });  // ends elsewhere: the record stays
+  ASSERT_EQ(qk_lua_thread_use_count(L), 1u);
+  qk_lua_close(L);
+  EXPECT_EQ(qk_lua_thread_use_count(L), 0u) << "a state made later at this address starts clean";
+  EXPECT_EQ(lines.take().size(), 1u);
+}
+
 TEST(ThreadUseName, AStateWithoutAnIdIsUnknown) {
   lua_State* L = luaL_newstate();
   lua_pushboolean(L, 1);
