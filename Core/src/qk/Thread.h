@@ -9,7 +9,8 @@
 // safely), leaves no handle, and throws std::system_error with the system's code and the text
 // "Wait for working thread failed with code %llu.". A thread that can't be started throws
 // std::system_error with "Thread '%s' could not be started with code %llu.". The destructor joins a
-// joinable thread, so a failing wait there ends the process.
+// joinable thread, so a failing wait there ends the process, and so does an exception that leaves
+// the work, as with std::thread (tasks catch their own: see MainTask).
 //
 // Settings, in the order the core lays them out: three 32-bit values (2, 5 and 2 at first) whose
 // meaning the core leaves open and nothing on Linux reads; the stack size (0: the system's
