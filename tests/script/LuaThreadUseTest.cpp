@@ -50,85 +50,58 @@ uint32_t onThread(Work work) {
   return id;
 }
 
-TEST_F(ThreadUse, ASecondConfigOnOneThreadCountsAndTheFirstEndLeavesTheRecord) {
-  ConfigLines lines;
-  {
-    Lua::Config outer(L, LUA_GLOBALSINDEX);
-    EXPECT_EQ(qk_lua_thread_use_count(L), 1u);
-    {
-      Lua::Config inner(L, LUA_GLOBALSINDEX);
-      EXPECT_EQ(qk_lua_thread_use_count(L), 2u);
-    }
-    EXPECT_EQ(qk_lua_thread_use_count(L), 1u);
-  }
-  EXPECT_EQ(qk_lua_thread_use_count(L), 0u);
-  EXPECT_TRUE(lines.take().empty());
-}
-
 TEST_F(ThreadUse, TwoThreadsAtOnceAreReportedAndGoOn) {
   ConfigLines lines;
   const uint32_t owner = qk_platform_thread_id();
   Lua::Config mine(L, LUA_GLOBALSINDEX);
-  const uint32_t other = onThread([&] {
-    Lua::Config theirs(L, LUA_GLOBALSINDEX);
-    EXPECT_EQ(qk_lua_thread_use_count(L), 0u) << "the table still names the first owner";
-  });
-  EXPECT_EQ(qk_lua_thread_use_count(L), 1u);
+  {
+    Lua::Config again(L, LUA_GLOBALSINDEX);
+    EXPECT_EQ(qk_lua_thread_use_count(L), 2u);
+  }
+  EXPECT_EQ(qk_lua_thread_use_count(L), 1u) << "the first end leaves the record";
+  const uint32_t other = onThread([&] { Lua::Config theirs(L, LUA_GLOBALSINDEX); });
+  EXPECT_EQ(qk_lua_thread_use_count(L), 1u) << "the table still names the first owner";
   EXPECT_EQ(lines.take(), (std::vector<std::string>{
                               "WARNING: Thread " + id(other) +
                                   " uses state 'shared' at the same time as thread " + id(owner),
                               "ERROR: Thread " + id(other) + " uses the same state as thread " + id(owner)}));
 }
 
-TEST_F(ThreadUse, AConfigEndedOnAnotherThreadLogsAnErrorAndRestoresTheStack) {
-  lua_settop(L, 0);
-  auto config = std::make_unique<Lua::Config>(L, LUA_GLOBALSINDEX);
+TEST_F(ThreadUse, AConfigEndedOnAnotherThreadLogsRestoresTheStackAndIsForgottenAtClose) {
+  lua_State* state = qk_lua_newstate("left behind");
+  auto config = std::make_unique<Lua::Config>(state, LUA_GLOBALSINDEX);
   const uint32_t owner = qk_platform_thread_id();
   ConfigLines lines;
   const uint32_t other = onThread([&] { config.reset(); });
   EXPECT_EQ(lines.take(), (std::vector<std::string>{"ERROR: Thread " + id(other) +
                                                     " uses the same state as thread " + id(owner)}));
-  EXPECT_EQ(lua_gettop(L), 0);
-  EXPECT_EQ(qk_lua_thread_use_count(L), 1u) << "the record stays with its owner";
-  Lua::Config again(L, LUA_GLOBALSINDEX);  // the owner can go on using it
-  EXPECT_EQ(qk_lua_thread_use_count(L), 2u);
+  EXPECT_EQ(lua_gettop(state), 0);
+  EXPECT_EQ(qk_lua_thread_use_count(state), 1u) << "the record stays with its owner";
+  qk_lua_close(state);
+  EXPECT_EQ(qk_lua_thread_use_count(state), 0u) << "a state made later at this address starts clean";
 }
 
 TEST_F(ThreadUse, MainThreadOnlyIsABooleanRuleForOtherThreads) {
   ASSERT_EQ(qk_lua_main_thread(), qk_platform_thread_id()) << "the static initialisers ran here";
-  lua_pushboolean(L, 1);
-  lua_setfield(L, LUA_REGISTRYINDEX, "QK.MainThreadOnly");
+  lua_State* unnamed = luaL_newstate();
+  for (lua_State* state : {L, unnamed}) {
+    lua_pushboolean(state, 1);
+    lua_setfield(state, LUA_REGISTRYINDEX, "QK.MainThreadOnly");
+  }
   ConfigLines lines;
   { Lua::Config here(L, LUA_GLOBALSINDEX); }
-  const uint32_t other = onThread([&] { Lua::Config there(L, LUA_GLOBALSINDEX); });
+  const uint32_t other = onThread([&] {
+    { Lua::Config there(L, LUA_GLOBALSINDEX); }
+    Lua::Config nameless(unnamed, LUA_GLOBALSINDEX);
+  });
   lua_pushnumber(L, 1);
   lua_setfield(L, LUA_REGISTRYINDEX, "QK.MainThreadOnly");
   onThread([&] { Lua::Config numberDoesNotCount(L, LUA_GLOBALSINDEX); });
-  EXPECT_EQ(lines.take(), (std::vector<std::string>{"WARNING: Thread " + id(other) +
-                                                    " uses state 'shared' which is MainThreadOnly"}));
-}
-
-TEST(ThreadUseEnd, ClosingAStateForgetsAUseThatWasNeverEnded) {
-  lua_State* L = qk_lua_newstate("left behind");
-  auto config = std::make_unique<Lua::Config>(L, LUA_GLOBALSINDEX);
-  ConfigLines lines;
-  onThread([&] { config.reset(); });  // ends elsewhere: the record stays
-  ASSERT_EQ(qk_lua_thread_use_count(L), 1u);
-  qk_lua_close(L);
-  EXPECT_EQ(qk_lua_thread_use_count(L), 0u) << "a state made later at this address starts clean";
-  EXPECT_EQ(lines.take().size(), 1u);
-}
-
-TEST(ThreadUseName, AStateWithoutAnIdIsUnknown) {
-  lua_State* L = luaL_newstate();
-  lua_pushboolean(L, 1);
-  lua_setfield(L, LUA_REGISTRYINDEX, "QK.MainThreadOnly");
-  ConfigLines lines;
-  const uint32_t other = onThread([&] { Lua::Config there(L, LUA_GLOBALSINDEX); });
-  EXPECT_EQ(lines.take(),
-            (std::vector<std::string>{"WARNING: Thread " + std::to_string(other) +
-                                      " uses state '!!!unknown Lua state!!!' which is MainThreadOnly"}));
-  lua_close(L);
+  const std::string thread = "WARNING: Thread " + id(other);
+  EXPECT_EQ(lines.take(), (std::vector<std::string>{thread + " uses state 'shared' which is MainThreadOnly",
+                                                    thread + " uses state '!!!unknown Lua state!!!' which is "
+                                                             "MainThreadOnly"}));
+  lua_close(unnamed);
 }
 
 }  // namespace
