@@ -4,6 +4,8 @@
 #include <cstring>
 #include <exception>
 
+#include "LuaThreadUse.h"
+
 namespace Lua {
 
 namespace {
@@ -20,11 +22,13 @@ int64_t truncate_to_int64(double value) {
 Config::Config(lua_State* state, int index, bool detach)
     : L(state), top(lua_gettop(state)), detached(detach), exceptionsAtStart(std::uncaught_exceptions()) {
   if (detached) return;
+  qk_lua_thread_use_begin(L);
   lua_pushvalue(L, index);
 }
 
 Config::~Config() {
   if (detached) return;
+  qk_lua_thread_use_end(L);
   if (std::uncaught_exceptions() > exceptionsAtStart && lua_gettop(L) > top) {
     // Unwinding: keep the value on top, which is the error object when Lua raised.
     if (lua_gettop(L) > top + 1) lua_replace(L, top + 1);

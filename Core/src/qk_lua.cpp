@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "LuaStateRegistry.h"
+#include "LuaThreadUse.h"
 #include "platform/qk_platform.h"
 #include "qk_log.h"
 #include "qk_lua_source.h"
@@ -14,16 +16,6 @@
 namespace {
 
 constexpr char kIdKey[] = "QK.id";
-
-// Every request goes to the core's heap; a failure ends in qk_out_of_memory, so that no failure
-// reaches Lua.
-void* plain_alloc(void*, void* ptr, size_t, size_t nsize) {
-  if (nsize == 0) {
-    std::free(ptr);
-    return nullptr;
-  }
-  return ptr ? qk_realloc(ptr, nsize) : qk_malloc(nsize);
-}
 
 // Index 1, not -1: when Lua panics it has reset the stack to hold the error object alone.
 int panic(lua_State* L) {
@@ -44,10 +36,12 @@ const char* read_piece(lua_State* L, void* reader, size_t* size) {
 }  // namespace
 
 lua_State* qk_lua_newstate(const char* name) {
-  lua_State* L = lua_newstate(plain_alloc, nullptr);
+  std::unique_ptr<LuaStateStats> record = qk_lua_make_record(name);
+  lua_State* L = lua_newstate(qk_lua_state_alloc, record.get());
   lua_atpanic(L, panic);
   lua_pushstring(L, name);
   lua_setfield(L, LUA_REGISTRYINDEX, kIdKey);
+  LuaStateRegistry::instance().insert(L, std::move(record));
   qk_log("LUA", qk::log::TRACE, "Created state \"%s\" - %p", name, static_cast<void*>(L));
   return L;
 }
@@ -88,7 +82,7 @@ int qk_lua_loadfile(lua_State* L, const char* filename) {
 }
 
 int qk_lua_pcall(lua_State* L, int nargs, int nresults, int errfunc) {
-  return lua_pcall(L, nargs, nresults, errfunc);
+  return qk_lua_metered_pcall(L, nargs, nresults, errfunc);
 }
 
 void qk_lua_close(lua_State* L) {
@@ -96,6 +90,8 @@ void qk_lua_close(lua_State* L) {
   const char* id = lua_type(L, -1) == LUA_TSTRING ? lua_tostring(L, -1) : "!!!missing QK.id!!!";
   qk_log("LUA", qk::log::TRACE, "Deleted state \"%s\" - %p", id, static_cast<void*>(L));
   lua_close(L);
+  qk_lua_thread_use_forget(L);
+  LuaStateRegistry::instance().remove(L);  // last: lua_close still allocates through the record
 }
 
 // ---- Sources ---------------------------------------------------------------------------------

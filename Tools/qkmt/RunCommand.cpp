@@ -6,6 +6,7 @@
 
 #include "HostModule.h"
 #include "HostSession.h"
+#include "RunStats.h"
 #include "ToolFiles.h"
 #include "ToolOutput.h"
 #include "ToolPaths.h"
@@ -117,6 +118,8 @@ class RunCommand : public ToolCommand {
     command.add_option("-e", code_, "Run the Lua chunk CODE first; may be given several times")
         ->type_name("CODE")
         ->allow_extra_args(false);
+    command.add_flag("--stats", stats_,
+                     "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
     command.add_flag("--strict", strict_,
                      "Exit with status 1 when the run showed an error box or a scene lost a material name");
     command.add_option("script", shownOnly_, "The Lua script to run, - for standard input")
@@ -130,6 +133,7 @@ class RunCommand : public ToolCommand {
       writeErr("qkmt run: a SCRIPT or -e CODE is wanted; see 'qkmt help run'\n");
       return 2;
     }
+    RunStats stats(stats_);
     HostSession session(loaderSpelling(defaultPlugCfgDir()));
     int status = 0;
     {
@@ -148,6 +152,7 @@ class RunCommand : public ToolCommand {
       if (status == 0 && hasScript) status = runScript(L, invocation, handler);
       if (status != 0) report(L);
     }
+    stats.print();
     status = status == 0 ? 0 : 1;
     const int boxes = session.services().errorBoxes();
     const int warnings = session.warnings();
@@ -162,6 +167,7 @@ class RunCommand : public ToolCommand {
  private:
   std::vector<std::string> code_;
   bool strict_ = false;
+  bool stats_ = false;
   std::string shownOnly_;  // SCRIPT and ARGS are shown in the help; the words come unparsed
 };
 

@@ -2,18 +2,32 @@
 //
 // try_acquire and release never lock while nobody waits; acquire blocks on a condition variable
 // until a count is free. Safe from any thread; the object must outlive every waiter.
+//
+// The core is C++17, which has no waiting on an atomic's address (std::atomic::wait is C++20), so
+// waiters sleep on a condition variable, and only while nobody waits is the count alone enough.
+// As with a standard counting semaphore, the count lies between 0 and kMax: a negative start, a
+// negative release or a count that would pass kMax is a broken program, and the process ends at
+// once (qk_platform_fast_fail(5)).
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <limits>
 #include <mutex>
+
+#include "platform/qk_threads.h"
 
 namespace qk {
 
 class Semaphore {
  public:
-  explicit Semaphore(int64_t count = 0) noexcept : count_(count) {}
+  static constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+  static constexpr unsigned kInvalidArgument = 5;
+
+  explicit Semaphore(int64_t count = 0) noexcept : count_(count) {
+    if (count < 0) qk_platform_fast_fail(kInvalidArgument);
+  }
 
   // Takes one count if one is free.
   bool try_acquire() noexcept {
@@ -35,7 +49,8 @@ class Semaphore {
   }
 
   void release(int64_t n = 1) {
-    count_ += n;
+    if (n < 0) qk_platform_fast_fail(kInvalidArgument);
+    if (count_.fetch_add(n) > kMax - n) qk_platform_fast_fail(kInvalidArgument);
     if (waiters_.load() > 0) {
       std::lock_guard<std::mutex> lock(mutex_);
       wakeup_.notify_all();
@@ -43,7 +58,10 @@ class Semaphore {
   }
 
   // Sets the count; only while no thread waits or releases.
-  void reset(int64_t count) noexcept { count_ = count; }
+  void reset(int64_t count) noexcept {
+    if (count < 0) qk_platform_fast_fail(kInvalidArgument);
+    count_ = count;
+  }
   int64_t count() const noexcept { return count_.load(); }
 
  private:
