@@ -75,11 +75,10 @@ void lintEntries(lua_State* L, Job& job, int materials, const std::vector<LintRe
   r.forEachEntry(materials, [&](size_t i, int, int value) {
     const LintReader::Key& key = keys[i];
     if (canonicalMaterialName(key.text) != key.text && lua_istable(L, value)) {
-      std::string message = "\"" + key.text + "\" is a retired name: the entry is named \"default\" instead";
+      std::string message = "\"" + key.text + "\" is a retired name: the host names this entry \"default\"";
       if (defaultIndex >= 0 && static_cast<size_t>(defaultIndex) != i)
-        message += ", beside the first \"default\" in the catalogue's order, \"" +
-                   keys[static_cast<size_t>(defaultIndex)].text +
-                   "\", which a look-up finds: this one is never used";
+        message += ", and a look-up of \"default\" finds the entry \"" + keys[static_cast<size_t>(defaultIndex)].text +
+                   "\" first, so this one is never used";
       r.report(key.path, "retired-name", message);
     }
     MaterialJob one{&r, &key, true};
