@@ -36,7 +36,7 @@ int qk_lua_package_loader(lua_State* L) {
     if (c == '.') c = kDirectorySeparator;
   lua_getfield(L, lua_upvalueindex(1), "path");
   const char* path = lua_tostring(L, -1);
-  if (!path || lua_type(L, -1) != LUA_TSTRING) return luaL_error(L, "'package.%s' must be a string", "path");
+  if (!path) return luaL_error(L, "'package.%s' must be a string", "path");
   const std::string templates = path;
   lua_pop(L, 1);
 
