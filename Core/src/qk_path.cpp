@@ -60,13 +60,23 @@ size_t encode_unit(unsigned unit, char* out) {
 }
 
 // The two kinds of output behind one face: append, cut back, length.
+// Writes straight into the buffer's memory and sets its length once, at the end.
 struct BufferOut {
   PathBufferBase& buffer;
-  void clear() { buffer.clear(); }
-  void put(const char* bytes, size_t n) { buffer.append(std::string_view(bytes, n)); }
-  void cut(size_t length) { buffer.set_size(length); }
-  size_t length() const { return buffer.size(); }
-  std::string_view view() const { return buffer.view(); }
+  size_t used = 0;
+
+  void clear() { used = 0; }
+  void put(const char* bytes, size_t n) {
+    if (used + n > buffer.capacity()) {
+      buffer.set_size(used);  // what growing keeps
+      if (!buffer.reserve(used + n)) return;
+    }
+    std::memcpy(buffer.data() + used, bytes, n);
+    used += n;
+  }
+  void cut(size_t length) { used = length; }
+  size_t length() const { return used; }
+  void finish() { buffer.set_size(used); }
 };
 
 struct StringOut {
@@ -75,7 +85,7 @@ struct StringOut {
   void put(const char* bytes, size_t n) { text.append(bytes, n); }
   void cut(size_t length) { text.resize(length); }
   size_t length() const { return text.size(); }
-  std::string_view view() const { return text; }
+  void finish() {}
 };
 
 // ---- The fold --------------------------------------------------------------------------------
@@ -135,6 +145,7 @@ class Normalizer {
     State state = kStart;
     for (unsigned unit; cursor.next(unit);) state = step(state, unit);
     finish(state);
+    out_.finish();
   }
 
  private:
@@ -254,6 +265,7 @@ void fold_into(std::string_view path, Out out) {
   UnitCursor cursor(path);
   char bytes[3];
   for (unsigned unit; cursor.next(unit);) out.put(bytes, encode_unit(fold[unit], bytes));
+  out.finish();
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 // JsonWriter: one JSON document built with YAJL's generator, compact, texts byte for byte.
 #pragma once
 
+#include <yajl/yajl_gen.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include <yajl/yajl_gen.h>
 
 class JsonWriter {
  public:
@@ -22,6 +22,10 @@ class JsonWriter {
   }
   JsonWriter& integer(long long value) {
     yajl_gen_integer(gen_.get(), value);
+    return *this;
+  }
+  JsonWriter& real(double value) {
+    yajl_gen_double(gen_.get(), value);
     return *this;
   }
   JsonWriter& boolean(bool value) {

@@ -8,12 +8,14 @@
 
 #include "HostModule.h"
 #include "HostSession.h"
+#include "MountOption.h"
 #include "ToolPaths.h"
 #include "qk_lua.h"
 
 namespace {
 
 struct Options {
+  std::vector<std::string> mounts;
   std::string script;
   std::vector<std::string> args;
 };
@@ -49,6 +51,7 @@ void report(lua_State* L) {
 }
 
 int run(const Options& options) {
+  if (const int status = applyMounts(options.mounts)) return status;
   HostSession session(defaultPlugCfgDir());
   lua_State* L = qk_lua_newstate("qkmt run");
   qk_lua_openlibs(L);
@@ -75,6 +78,7 @@ CLI::App* addRunCommand(CLI::App& app, std::function<int()>& runner) {
       "The script finds its arguments in the global `arg` and in `...`. `require \"host\"` gives the\n"
       "plug-in over a host stand-in; see the README. Exit status: 0 when the script ran to its end,\n"
       "1 on an error (its message on standard error), 2 usage error.");
+  addMountOption(*command, options->mounts);
   command->add_option("script", options->script, "The Lua script to run")->required();
   runner = [options, command] {
     options->args = command->remaining();

@@ -1,17 +1,21 @@
 // qkmt: the command-line face of the material plug-in and its core library.
+#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
-
-#include <CLI/CLI.hpp>
 
 #include "CatalogueCommand.h"
 #include "RunCommand.h"
 #include "SceneCommand.h"
+#include "VfsCommands.h"
+#include "qk_log.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work"};
   app.set_version_flag("--version", std::string("qkmt ") + QKMT_VERSION);
   app.require_subcommand(1);
+  app.fallthrough();
+  bool verbose = false;
+  app.add_flag("-v,--verbose", verbose, "Show the log's DEBUG lines too (such as \"Mounted: ...\")");
 
   std::function<int()> catalogue;
   CLI::App* catalogueCommand = addCatalogueCommand(app, catalogue);
@@ -19,6 +23,7 @@ int main(int argc, char** argv) {
   CLI::App* runCommand = addRunCommand(app, run);
   std::function<int()> scene;
   CLI::App* sceneCommand = addSceneCommand(app, scene);
+  const std::function<int()> vfs = addVfsCommands(app);
 
   try {
     app.parse(argc, argv);
@@ -26,6 +31,8 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : 2;  // help and version succeed; anything else is a usage error
   }
+  if (!verbose) qk_log_set_stderr_levels(0xFFFFu & ~unsigned(qk::log::DEBUG));
+  if (const int status = vfs(); status >= 0) return status;
   if (catalogueCommand->parsed()) return catalogue();
   if (runCommand->parsed()) return run();
   if (sceneCommand->parsed()) return scene();

@@ -1,5 +1,7 @@
 #include "log/LogConsole.h"
 
+#include <atomic>
+
 #include "platform/qk_platform.h"
 #include "qk_log.h"
 
@@ -9,6 +11,7 @@ namespace {
 
 LogLineBuffer line;
 char16_t wide_line[65536];  // a line of 65,535 bytes and its terminator fit in any case
+std::atomic<unsigned> stderr_levels{0xFFFF};
 
 void format_line(const LogRecord& record, const LogLineSettings& settings) {
   format_log_line(line, settings.format, record, settings.wall_clock_base, settings.extra_info);
@@ -16,8 +19,7 @@ void format_line(const LogRecord& record, const LogLineSettings& settings) {
 
 void to_debugger() {
   if (!qk_platform_debug_output_open()) return;
-  if (qk_platform_utf8_to_utf16(line.c_str(), -1, wide_line, 65536) > 0)
-    qk_platform_debug_output(wide_line);
+  if (qk_platform_utf8_to_utf16(line.c_str(), -1, wide_line, 65536) > 0) qk_platform_debug_output(wide_line);
 }
 
 }  // namespace
@@ -40,6 +42,7 @@ void dispatch_log_record(const LogRecord& record, const LogLineSettings& setting
   if (record.level & log::TRACE) return;
   format_line(record, settings);
   to_debugger();
+  if (!(record.level & ~unsigned(log::RELIABLE) & stderr_levels.load())) return;
   if (!qk_platform_stderr_is_console()) {
     qk_platform_write_stderr(line.data(), line.size());
     return;
@@ -48,6 +51,8 @@ void dispatch_log_record(const LogRecord& record, const LogLineSettings& setting
   qk_platform_write_stderr(line.data(), line.size());
   qk_platform_set_console_colour(7);
 }
+
+void set_log_stderr_levels(unsigned levels) { stderr_levels.store(levels); }
 
 void write_log_record_to_debugger(const LogRecord& record, const LogLineSettings& settings) {
   format_line(record, settings);
