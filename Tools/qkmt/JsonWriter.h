@@ -1,12 +1,12 @@
 // JsonWriter: one JSON document built with YAJL's generator, compact, texts byte for byte.
 #pragma once
 
-#include <yajl/yajl_gen.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include <yajl/yajl_gen.h>
 
 class JsonWriter {
  public:

@@ -1,7 +1,8 @@
 // qkmt: the command-line face of the material plug-in and its core library.
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "CatalogueCommand.h"
 #include "RunCommand.h"

@@ -19,7 +19,8 @@ void format_line(const LogRecord& record, const LogLineSettings& settings) {
 
 void to_debugger() {
   if (!qk_platform_debug_output_open()) return;
-  if (qk_platform_utf8_to_utf16(line.c_str(), -1, wide_line, 65536) > 0) qk_platform_debug_output(wide_line);
+  if (qk_platform_utf8_to_utf16(line.c_str(), -1, wide_line, 65536) > 0)
+    qk_platform_debug_output(wide_line);
 }
 
 }  // namespace
