@@ -190,4 +190,31 @@ TEST(PathTables, SlotsGrowByTwoPointEightAndComeBackWhenEmptied) {
   EXPECT_EQ(tables.holders("/f0")->size(), 1u);
 }
 
+TEST(KeyMap, KeepsEveryKeyThroughGrowthRemovalAndReuse) {
+  qkvfs::KeyMap<std::string> map(4);
+  for (int i = 0; i < 5000; ++i) EXPECT_TRUE(map.insert("/k" + std::to_string(i), std::to_string(i)).second);
+  EXPECT_FALSE(map.insert("/k7", "again").second);
+  EXPECT_EQ(*map.find("/k7"), "7");  // a known key keeps its value
+  for (int i = 0; i < 5000; i += 2) EXPECT_TRUE(map.erase("/k" + std::to_string(i)));
+  EXPECT_FALSE(map.erase("/k0"));
+  // Removed slots fill up again and make the array compact itself; nothing is lost on the way.
+  for (int round = 0; round < 4; ++round)
+    for (int i = 0; i < 5000; i += 2) {
+      const std::string key = "/r" + std::to_string(round) + "/" + std::to_string(i);
+      map.insert(key, key);
+      map.erase(key);
+    }
+  EXPECT_EQ(map.size(), 2500u);
+  size_t seen = 0;
+  map.for_each([&](std::string_view key, const std::string& value) {
+    EXPECT_EQ(key, "/k" + value);
+    ++seen;
+  });
+  EXPECT_EQ(seen, 2500u);
+  EXPECT_EQ(map.find("/k4"), nullptr);
+  ASSERT_NE(map.find("/k4999"), nullptr);
+  EXPECT_EQ(*map.find("/k4999"), "4999");
+  EXPECT_EQ(map.find(""), nullptr);
+}
+
 }  // namespace

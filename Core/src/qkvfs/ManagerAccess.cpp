@@ -227,20 +227,21 @@ void Manager::list_dir(std::string_view path, ListCallback callback, void* conte
   if (prefix.back() != '/') prefix.push_back('/');
 
   const Lock guard(lock_);
-  for (const auto& [key, slot] : tables_.files()) {
-    if (key.size() <= prefix.size() || key.compare(0, prefix.size(), prefix) != 0) continue;
-    const std::string_view rest = std::string_view(key).substr(prefix.size());
+  const std::string_view whole(prefix);
+  tables_.files().for_each([&](std::string_view key, uint32_t) {
+    if (key.size() <= whole.size() || key.compare(0, whole.size(), whole) != 0) return;
+    const std::string_view rest = key.substr(whole.size());
     if (rest.find('/') == std::string_view::npos) callback(context, path, rest, kFile);
-  }
+  });
   // The prefix without its "/": a directory whose name merely begins with the listed one's counts.
-  const std::string_view shorter = std::string_view(prefix).substr(0, prefix.size() - 1);
-  for (const auto& [key, text] : tables_.directories()) {
-    if (key.size() <= shorter.size() || key.compare(0, shorter.size(), shorter) != 0) continue;
-    if (std::string_view(key).substr(shorter.size() + 1).find('/') != std::string_view::npos) continue;
+  const std::string_view shorter = whole.substr(0, whole.size() - 1);
+  tables_.directories().for_each([&](std::string_view key, const std::string& text) {
+    if (key.size() <= shorter.size() || key.compare(0, shorter.size(), shorter) != 0) return;
+    if (key.substr(shorter.size() + 1).find('/') != std::string_view::npos) return;
     const size_t slash = text.rfind('/');
-    if (slash == std::string::npos) continue;
+    if (slash == std::string::npos) return;
     callback(context, path, std::string_view(text).substr(slash + 1), kDirectory);
-  }
+  });
 }
 
 namespace {

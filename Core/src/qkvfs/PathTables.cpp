@@ -20,26 +20,19 @@ uint64_t qk_vfs_key_hash(std::string_view key) noexcept {
   return uint64_t(product >> 64) + uint64_t(product);
 }
 
-PathTables::PathTables() {
-  files_.reserve(kFileRoom);
-  directories_.reserve(kDirectoryRoom);
+PathTables::PathTables() : files_(kFileRoom), directories_(kDirectoryRoom) {
   slots_.resize(kFirstSlots);
   for (uint32_t n = 0; n < kFirstSlots; ++n) free_.push_back(n);
 }
 
 const PathTables::Holders* PathTables::holders(std::string_view key) const {
-  const auto found = files_.find(key, KeyHash(), KeyEqual());
-  return found != files_.end() ? &slots_[found->second] : nullptr;
+  const uint32_t* slot = files_.find(key);
+  return slot ? &slots_[*slot] : nullptr;
 }
 
-bool PathTables::is_directory(std::string_view key) const {
-  return directories_.find(key, KeyHash(), KeyEqual()) != directories_.end();
-}
+bool PathTables::is_directory(std::string_view key) const { return directories_.find(key) != nullptr; }
 
-const std::string* PathTables::directory(std::string_view key) const {
-  const auto found = directories_.find(key, KeyHash(), KeyEqual());
-  return found != directories_.end() ? &found->second : nullptr;
-}
+const std::string* PathTables::directory(std::string_view key) const { return directories_.find(key); }
 
 uint32_t PathTables::take_slot() {
   if (free_.empty()) {
@@ -54,33 +47,32 @@ uint32_t PathTables::take_slot() {
 }
 
 void PathTables::add_holder(std::string_view key, Holder holder, bool append) {
-  const auto found = files_.find(key, KeyHash(), KeyEqual());
-  if (found != files_.end()) {
-    Holders& list = slots_[found->second];
+  if (const uint32_t* found = files_.find(key)) {
+    Holders& list = slots_[*found];
     list.insert(append ? list.end() : list.begin(), holder);
     return;
   }
   const uint32_t slot = take_slot();
   slots_[slot].assign(1, holder);
-  files_.emplace(std::string(key), slot);
+  files_.insert(key, slot);
 }
 
 void PathTables::remove_holders(std::string_view key, const IDriver* driver) {
-  const auto found = files_.find(key, KeyHash(), KeyEqual());
-  if (found == files_.end()) return;
-  Holders& list = slots_[found->second];
+  const uint32_t* found = files_.find(key);
+  if (!found) return;
+  const uint32_t slot = *found;
+  Holders& list = slots_[slot];
   list.erase(
       std::remove_if(list.begin(), list.end(), [driver](const Holder& h) { return h.driver == driver; }),
       list.end());
   if (!list.empty()) return;
   Holders().swap(list);  // the storage goes with the last holder
-  free_.push_back(found->second);
-  files_.erase(found);
+  free_.push_back(slot);
+  files_.erase(key);
 }
 
 void PathTables::add_directory(std::string_view key, std::string_view text) {
-  if (directories_.find(key, KeyHash(), KeyEqual()) != directories_.end()) return;
-  directories_.emplace(std::string(key), std::string(text));
+  if (!directories_.find(key)) directories_.insert(key, std::string(text));
 }
 
 void PathTables::clear_files() {

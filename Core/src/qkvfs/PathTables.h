@@ -9,18 +9,20 @@
 // A key is a path normalised and folded (qk_path.h); a file's key has no trailing "/". Both maps
 // hash the key's bytes with 64-bit FNV-1a, then multiply by 0xde5fb9d2630458e9 to 128 bits and add
 // the halves. Capacities are reserved up front (4681 files, 585 directories, 4096 slots) so that
-// typical mounts don't rehash. A look-up takes a view of the key and allocates nothing.
+// typical mounts don't rehash. A look-up takes a view of the key and allocates nothing. Both maps
+// are KeyMaps (KeyMap.h): one open-addressed array each.
 //
 // Not synchronised: the Manager's lock guards every call.
 #pragma once
 
-#include <boost/unordered_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "qkvfs/KeyMap.h"
 
 namespace qkvfs {
 
@@ -31,21 +33,11 @@ struct Holder {
   IDriver* driver;
 };
 
-// The hash of a key, as both maps take it.
-uint64_t qk_vfs_key_hash(std::string_view key) noexcept;
-
-struct KeyHash {
-  size_t operator()(std::string_view key) const noexcept { return size_t(qk_vfs_key_hash(key)); }
-};
-struct KeyEqual {
-  bool operator()(std::string_view a, std::string_view b) const noexcept { return a == b; }
-};
-
 class PathTables {
  public:
   using Holders = std::vector<Holder>;
-  using FileMap = boost::unordered_map<std::string, uint32_t, KeyHash, KeyEqual>;
-  using DirectoryMap = boost::unordered_map<std::string, std::string, KeyHash, KeyEqual>;
+  using FileMap = KeyMap<uint32_t>;
+  using DirectoryMap = KeyMap<std::string>;
 
   static constexpr size_t kFileRoom = 4681;
   static constexpr size_t kDirectoryRoom = 585;
