@@ -79,6 +79,18 @@ TEST(FSDriver, WalksDepthFirstSkippingDotNamesAndKeepingCase) {
   file->release();
 }
 
+TEST(FSDriver, ALinkBackUpTheTreeEndsTheWalk) {
+  TempDir dir;
+  put_file("d/f", "x");
+  std::filesystem::create_directory_symlink("..", "d/up");
+  Driver driver = make("d");
+  ASSERT_NE(driver, nullptr);
+  // d/up/d/up/... is entered down to the depth limit, and no further.
+  const Lines seen = entries(*driver);
+  EXPECT_GT(seen.size(), 64u);
+  EXPECT_LT(seen.size(), 200u);
+}
+
 TEST(FSDriver, InfoAsksTheDiskAnew) {
   TempDir dir;
   put_file("d/f", "123");

@@ -65,24 +65,29 @@ FSDriver::FSDriver(uint64_t mount_id, std::string_view mount_tag, std::string_vi
                    std::string_view normalised_source, std::string_view normalised_mount_point)
     : IDriver(mount_id, mount_tag, opened_source, normalised_source, normalised_mount_point) {
   entries_.reserve(64);
-  walk(this->source);
+  walk(this->source, 0);
   load_metadata();
 }
 
-void FSDriver::walk(std::string_view folder) {
+void FSDriver::walk(std::string_view folder, int depth) {
   // The walk stays inside one listing while it descends; a listing that fails partway keeps
-  // what it found.
+  // what it found. Links are followed, so a link back up the tree would never end: below
+  // kMaxDepth levels nothing is entered.
+  if (depth >= kMaxDepth) return;
+  walk_depth_ = depth;
   qk_fs_list(
       folder,
       [](void* user, std::string_view parent, std::string_view name, const fs_entry& item) {
         auto* driver = static_cast<FSDriver*>(user);
+        const int level = driver->walk_depth_;
         std::string real_text;
         real_text.reserve(parent.size() + 1 + name.size());
         if (!parent.empty()) real_text.append(parent).append("/");
         real_text.append(name);
         const uint32_t type = item.kind == kDirectory ? kDirectory : kFile;
         driver->add(real_text, type);
-        if (type == kDirectory) driver->walk(real_text);
+        if (type == kDirectory) driver->walk(real_text, level + 1);
+        driver->walk_depth_ = level;
       },
       this);
 }

@@ -2,7 +2,9 @@
 //
 // At mount the driver walks the whole tree under its source, depth first, and keeps one entry per
 // file and directory: a directory comes before what it holds; entries whose name begins with "."
-// (hidden, on this system) are neither listed nor entered. The tree isn't watched afterwards: a
+// (hidden, on this system) are neither listed nor entered. Links are followed; a directory more
+// than 64 levels below the source isn't entered, so that a link back up the tree ends the walk
+// there instead of running the stack out. The tree isn't watched afterwards: a
 // file made later isn't seen, and one removed later simply fails to open. Lookups thus never touch
 // the disk; `info` does, on purpose, so that size and time are current.
 //
@@ -92,13 +94,16 @@ class FSDriver final : public IDriver, public IMetadataSource {
   const std::vector<FSEntry>& entries() const { return entries_; }
 
  private:
-  void walk(std::string_view folder);
+  static constexpr int kMaxDepth = 64;
+
+  void walk(std::string_view folder, int depth);
   void add(std::string_view real_text, uint32_t type);
   void load_metadata();
 
   std::vector<FSEntry> entries_;
   qk::MetadataTable metadata_;
   std::atomic<uint64_t> open_count_{0};
+  int walk_depth_ = 0;  // the level of the listing the walk is in
 };
 
 }  // namespace qkvfs
