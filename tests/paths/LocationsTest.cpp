@@ -86,10 +86,4 @@ TEST(Locations, ACallbackMayChangeTheList) {
   EXPECT_EQ(listed(), (Pairs{{"/", "/"}}));
 }
 
-TEST(Locations, DirectoryTextsAreFixed) {
-  EXPECT_STREQ(VFS_current_dir(), "./");
-  EXPECT_STREQ(VFS_write_dir(), "./");
-  EXPECT_STREQ(VFS_temp_dir(), "./Temp/");
-}
-
 }  // namespace

@@ -60,16 +60,6 @@ TEST(PathNormalize, EveryRowOfTheResultTable) {
   }
 }
 
-TEST(PathNormalize, StatesThatOnlyLongerInputsReach) {
-  EXPECT_EQ(normalized("/.a"), "/.a");             // separators, then a dot and a name
-  EXPECT_EQ(normalized("..//x"), "../x");          // two dots, then separators
-  EXPECT_EQ(normalized("..../"), "..../");         // three dots make a name
-  EXPECT_EQ(normalized(".//./b"), "b");            // separators behind a leading "./", then "./"
-  EXPECT_EQ(normalized("a/.../b"), "a/.../b");     // separator and three dots
-  EXPECT_EQ(normalized("a/.x/"), "a/.x/");         // separator, dot and a name
-  EXPECT_EQ(normalized("\\\\a\\\\b\\"), "/a/b/");  // back slashes throughout
-}
-
 TEST(PathNormalize, FoldLowersEverythingButDotsAndSeparators) {
   EXPECT_EQ(normalized("/Data/\xC3\x80"
                        "B.TXT",

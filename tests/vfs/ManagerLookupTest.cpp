@@ -147,27 +147,6 @@ TEST_F(ManagerLookup, ListNamesAndEntriesFilterAndJoin) {
   EXPECT_EQ(vfs.list_names("d/Tex", nullptr, false), Lines{"d/Tex/Rock.DDS"});
 }
 
-TEST_F(ManagerLookup, MountsAndHoldersComeInPriorityOrder) {
-  put_file("e/top.txt", "e");
-  vfs.mount("e", "/m", true, nullptr, false);
-  Lines mounts;
-  vfs.for_each_mount(
-      [](const char* point, const char* source, void* context) {
-        static_cast<Lines*>(context)->push_back(std::string(point) + "=" + source);
-      },
-      &mounts);
-  EXPECT_EQ(mounts, (Lines{"/m/=d", "/m/=e"}));
-  Lines holders;
-  EXPECT_TRUE(vfs.for_each_holder(
-      "/m/top.txt",
-      [](qkvfs::IDriver& driver, uint64_t, void* context) {
-        static_cast<Lines*>(context)->push_back(driver.source);
-      },
-      &holders));
-  EXPECT_EQ(holders, (Lines{"d", "e"}));
-  EXPECT_FALSE(vfs.for_each_holder("/m/tex", nullptr, nullptr));
-}
-
 TEST(PathTables, HashIsFnv1aFoldedThroughA128BitProduct) {
   EXPECT_EQ(qkvfs::qk_vfs_key_hash(""), 0xb9b4d6022d65780full);
   EXPECT_EQ(qkvfs::qk_vfs_key_hash("/textures/rock.dds"), 0x0b4bfe78e9fa42c8ull);

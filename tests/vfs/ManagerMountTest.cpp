@@ -76,6 +76,13 @@ TEST(ManagerMount, LaterMountsWinUnlessAppended) {
   vfs.mount("three", "/d", true, nullptr, false);
   EXPECT_EQ(read(vfs, "/d/x"), "2");
   EXPECT_EQ(sources(vfs, "/d/x"), (Lines{"two", "one", "three"}));
+  Lines mounts;
+  vfs.for_each_mount(
+      [](const char* point, const char* source, void* context) {
+        static_cast<Lines*>(context)->push_back(std::string(point) + "=" + source);
+      },
+      &mounts);
+  EXPECT_EQ(mounts, (Lines{"/d/=two", "/d/=one", "/d/=three"}));
 
   std::vector<std::string> copies;
   vfs.for_each_copy(
@@ -150,20 +157,6 @@ TEST(ManagerMount, AnOpenFileOrphansItsDriverWhichKeepsWorking) {
   EXPECT_EQ(drivers, 0);
 }
 
-TEST(ManagerMount, UnmountByTagTakesEveryMatch) {
-  TempDir dir;
-  put_file("a/x", "a");
-  put_file("b/y", "b");
-  Manager vfs;
-  vfs.mount("a", "/m", false, "mods", false);
-  vfs.mount("b", "/m", false, "mods", false);
-  LogCapture log;
-  EXPECT_TRUE(vfs.unmount_by_tag("mods"));
-  EXPECT_FALSE(vfs.unmount_by_tag("mods"));  // nothing left; no reason line for tags
-  EXPECT_EQ(log.errors(), Lines{});
-  EXPECT_FALSE(vfs.exists("/m/x") || vfs.exists("/m/y"));
-}
-
 // A factory that takes every source, stops the chain and remembers what it was given.
 struct Seen {
   std::string real_source, source, mount_point, tag;
@@ -205,17 +198,6 @@ TEST(ManagerMount, FactoriesRunInOrderAndTheirErrorsAreAlwaysLogged) {
   EXPECT_EQ(vfs.mount("Src", "/r", false, nullptr, false), kMountFailed);
   EXPECT_EQ(log.errors(), (Lines{"Drivers errors while mounting Src:", "\trefused Src",
                                  "No suitable driver found to mount Src"}));
-}
-
-TEST(ManagerMount, AFilterRefusesSilently) {
-  TempDir dir;
-  put_file("d/x", "x");
-  Manager vfs;
-  vfs.set_mount_filter([](const char* point, void*) { return std::string(point) != "/locked"; }, nullptr);
-  LogCapture log;
-  EXPECT_EQ(vfs.mount("d", "/locked", false, nullptr, false), kMountFailed);
-  EXPECT_EQ(log.lines(), Lines{});
-  EXPECT_NE(vfs.mount("d", "/open", false, nullptr, true), kMountFailed);
 }
 
 TEST(ManagerMount, RemountReplacesSourcesAndRebuildsTheFiles) {
