@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "qk_log.h"
 #include "qkvfs/Manager.h"
 #include "qkvfs/qk_vfs.h"
 
@@ -41,6 +42,12 @@ void addMountOption(CLI::App& command, std::vector<std::string>& texts) {
                   "repeatable, later mounts win unless :append is given")
       ->take_all()
       ->allow_extra_args(false);
+}
+
+void addVerboseFlag(CLI::App& command) {
+  command.add_flag_callback(
+      "-v,--verbose", [] { qk_log_set_stderr_levels(0xFFFFu); },
+      "Show the log's DEBUG lines too, such as \"Mounted: ...\"");
 }
 
 int applyMounts(const std::vector<std::string>& texts) {

@@ -26,6 +26,10 @@ std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& er
 // Adds --mount (repeatable) to a command, collecting the texts into `texts`.
 void addMountOption(CLI::App& command, std::vector<std::string>& texts);
 
+// Adds -v/--verbose, which lets the log's DEBUG lines (such as "Mounted: ...") reach standard
+// error; the tool hides them otherwise.
+void addVerboseFlag(CLI::App& command);
+
 // Parses and mounts each text in order. A text that can't be read is a usage error: it prints
 // "qkmt: --mount TEXT: REASON" and answers 2; a mount the Manager refuses answers 1 (its line is
 // the reason); 0 when all are mounted.

@@ -79,6 +79,7 @@ CLI::App* addRunCommand(CLI::App& app, std::function<int()>& runner) {
       "plug-in over a host stand-in; see the README. Exit status: 0 when the script ran to its end,\n"
       "1 on an error (its message on standard error), 2 usage error.");
   addMountOption(*command, options->mounts);
+  addVerboseFlag(*command);
   command->add_option("script", options->script, "The Lua script to run")->required();
   runner = [options, command] {
     options->args = command->remaining();

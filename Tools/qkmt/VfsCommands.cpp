@@ -74,6 +74,7 @@ CLI::App* command(CLI::App& app, const char* name, const char* what, const char*
                   bool with_json) {
   CLI::App* sub = app.add_subcommand(name, what);
   addMountOption(*sub, options.mounts);
+  addVerboseFlag(*sub);
   if (with_json) sub->add_flag("--json", options.json, "One JSON document on standard output");
   sub->add_option("path", options.path, path_help)->required();
   sub->footer(

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "CatalogueCommand.h"
+#include "MountOption.h"
 #include "RunCommand.h"
 #include "SceneCommand.h"
 #include "VfsCommands.h"
@@ -14,9 +15,9 @@ int main(int argc, char** argv) {
   CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work"};
   app.set_version_flag("--version", std::string("qkmt ") + QKMT_VERSION);
   app.require_subcommand(1);
-  app.fallthrough();
-  bool verbose = false;
-  app.add_flag("-v,--verbose", verbose, "Show the log's DEBUG lines too (such as \"Mounted: ...\")");
+  // The log's DEBUG lines are hidden unless -v is given, before the command or among its options.
+  qk_log_set_stderr_levels(0xFFFFu & ~unsigned(qk::log::DEBUG));
+  addVerboseFlag(app);
 
   std::function<int()> catalogue;
   CLI::App* catalogueCommand = addCatalogueCommand(app, catalogue);
@@ -32,7 +33,6 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : 2;  // help and version succeed; anything else is a usage error
   }
-  if (!verbose) qk_log_set_stderr_levels(0xFFFFu & ~unsigned(qk::log::DEBUG));
   if (const int status = vfs(); status >= 0) return status;
   if (catalogueCommand->parsed()) return catalogue();
   if (runCommand->parsed()) return run();

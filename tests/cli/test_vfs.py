@@ -66,8 +66,9 @@ class Vfs(unittest.TestCase):
     def test_mount_messages_are_the_managers_and_debug_needs_verbose(self):
         r = self.qkmt("ls", "--mount", "Data:/", "/")
         self.assertNotIn(b"Mounted:", r.stderr)
-        r = self.qkmt("-v", "ls", "--mount", "Data:/", "/")
-        self.assertIn(b"DEBUG   QKCORESTATIC (qkmt): Mounted: Data into: / with tag: \n", r.stderr)
+        for args in (("-v", "ls", "--mount", "Data:/", "/"), ("ls", "--mount", "Data:/", "--verbose", "/")):
+            r = self.qkmt(*args)
+            self.assertIn(b"DEBUG   QKCORESTATIC (qkmt): Mounted: Data into: / with tag: \n", r.stderr)
         r = self.qkmt("ls", "--mount", "missing:/", "/")
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"ERROR   QKCORESTATIC (qkmt): No suitable driver found to mount missing\n", r.stderr)
