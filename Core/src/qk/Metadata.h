@@ -37,7 +37,8 @@ void metadataSetInt(MetadataMap& map, std::string_view key, int64_t value);
 void metadataSetFloat(MetadataMap& map, std::string_view key, double value);
 void metadataSetString(MetadataMap& map, std::string_view key, std::string_view value);
 
-// Reads a metadata document into `table`. The document is one object with a member per file,
+// Reads a metadata document into `table`. The text is terminated: YAJL's tree parser reads up to
+// its first zero byte, and the drivers hold a terminated copy of the file. The document is one object with a member per file,
 // whose value is an object with a member per key, whose value is an object with "type" ("int",
 // "float" or "string") and "value":
 //

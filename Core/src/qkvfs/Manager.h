@@ -30,6 +30,8 @@
 // !empty()") and for a file key without holders ("Call front() on empty vector."), and what a
 // factory lets through. Lines with "%s" name the path's key, lines with "%.*s" the path as given.
 //
+// No file access monitor is built: opens and reads report to nobody but their callers.
+//
 // Threads: any thread may call any operation. One recursive lock guards everything; callbacks of
 // the walks run under it and may call back into the Manager. Drivers' operations run under it.
 #pragma once
