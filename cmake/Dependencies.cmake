@@ -7,7 +7,9 @@ pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
 pkg_check_modules(YAJL REQUIRED IMPORTED_TARGET yajl)
 pkg_check_modules(STB REQUIRED IMPORTED_TARGET stb)   # stb_sprintf, compiled into libstb
 find_package(ZLIB REQUIRED)
-find_package(Boost 1.74 REQUIRED)                     # Boost.Container is header-only here
+# Boost.Container is header-only here; Boost.Stacktrace's libbacktrace backend gives the call
+# stacks of failed assertions.
+find_package(Boost 1.74 REQUIRED COMPONENTS stacktrace_backtrace)
 find_package(Threads REQUIRED)
 find_package(CLI11 2.1 REQUIRED)
 

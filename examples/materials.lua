@@ -9,7 +9,8 @@
 -- The materials appear in the combo in the order Lua walks the table, which is NOT the order of
 -- this file: Lua tables have no order. Don't rely on it.
 --
--- Editing this file needs a restart of the host. Check it first with:  qkmt catalogue FILE
+-- Editing this file needs a restart of the host. Check it first with:  qkmt catalogue --lint FILE
+-- (what the host would silently drop, change or die on), then look at it:  qkmt catalogue FILE
 --
 -- Fields of a material:
 --   shader_name           the engine's shader (string)
@@ -30,7 +31,9 @@
 -- Rules worth knowing:
 --   * Keys of uniforms, textures and user defines must not contain a dot: a dot walks into a
 --     nested table ("a.b" means field b of field a).
---   * A texture entry must be a table. A number or boolean there stops the host with a Lua panic.
+--   * A texture entry must be a table. A number, boolean or function there stops the host with a
+--     Lua panic, and so does a key with a dot whose first part holds one of those
+--     (uniforms = { a = 1, ["a.b"] = 2 }).
 --   * A uniform line longer than 511 bytes is cut and loses its line end.
 --   * There is no key for the decal order: the artist chooses it in the panel.
 --   * The names "metal", "Concrete", "Ground", "Grass" and "billboard" are retired: an entry with

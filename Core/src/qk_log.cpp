@@ -3,12 +3,16 @@
 
 #include <atomic>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "log/LogConsole.h"
+#include "log/LogListeners.h"
+#include "log/LogOutputs.h"
 #include "log/LogPools.h"
 #include "log/LogQueue.h"
 #include "log/LogRecord.h"
+#include "log/LogState.h"
 #include "platform/qk_platform.h"
 #include "qk/Semaphore.h"
 
@@ -59,6 +63,10 @@ qk::Semaphore& queued() {
 // The worker is made with new and never destroyed at exit: a log left running keeps it.
 std::thread* worker = nullptr;
 std::atomic<bool> stopping{false};
+thread_local bool on_worker = false;
+// One server of the queue at a time where no worker runs (IMMEDIATE mode, and the stop); recursive,
+// since serving a request may log, and a listener may send a request in turn.
+std::recursive_mutex serving;
 
 struct ThreadName {
   bool valid = false;
@@ -88,7 +96,7 @@ LogRecord* take_record(unsigned level) {
   }
   LogRecord* record;
   if (all_reliable.load() || (level & reliable_levels.load())) {
-    if (running.load()) {
+    if (running.load() && !on_worker) {  // the worker itself frees records: it mustn't wait for one
       reliable_free().acquire();
     } else if (!reliable_free().try_acquire()) {
       dropped += 1;
@@ -183,6 +191,7 @@ void qk_log_commit_message(LogRecord* record, size_t length) {
   if (initialized.load()) {
     if (immediate.load()) {
       qk::dispatch_log_record(*record, line_settings());
+      qk::call_log_listeners(*record, wall_clock_base.load());
       release_record(record);
     } else {
       queue.push(record);
@@ -241,11 +250,6 @@ void qk_log_write(const char* module, unsigned level, const char* text) {
   call_fatal_handler(level, text);
 }
 
-int qk_log_is_enabled(const char*, unsigned level) {
-  if (!running.load()) return 0;
-  return filtered_before_formatting(level) ? 0 : 1;
-}
-
 // ---- Counters and settings -------------------------------------------------------------------
 
 uint64_t qk_log_dropped() { return dropped.load(); }
@@ -271,22 +275,35 @@ void qk_log_set_extra_info(size_t (*callback)(char*, size_t)) { extra_info.store
 
 namespace {
 
-void drain_queue() {
-  while (LogRecord* record = queue.pop()) {
-    qk::dispatch_log_record(*record, line_settings());
-    release_record(record);
+// Serves one item of the queue: a message is dispatched, shown to the listeners and released; a
+// request goes to the outputs.
+void serve(qk::LogItem* item) {
+  if (item->type != qk::LOG_RECORD_MESSAGE) {
+    qk::serve_log_request(item, line_settings());
+    return;
   }
+  auto* record = static_cast<LogRecord*>(item);
+  qk::dispatch_log_record(*record, line_settings());
+  qk::call_log_listeners(*record, wall_clock_base.load());
+  release_record(record);
+}
+
+void drain_queue() {
+  std::lock_guard<std::recursive_mutex> hold(serving);
+  while (qk::LogItem* item = queue.pop()) serve(item);
 }
 
 void worker_main() {
+  on_worker = true;
   for (;;) {
-    queued().acquire();
-    if (LogRecord* record = queue.pop()) {
-      qk::dispatch_log_record(*record, line_settings());
-      release_record(record);
-    } else if (stopping.load()) {
-      return;  // the count of the stop request, with the queue empty
+    if (!queued().try_acquire()) {
+      qk::flush_log_outputs();  // nothing to do: what is written reaches the files
+      queued().acquire();
     }
+    if (qk::LogItem* item = queue.pop())
+      serve(item);
+    else if (stopping.load())
+      return;  // the count of the stop request, with the queue empty
   }
 }
 
@@ -303,6 +320,7 @@ bool qk_log_start(const qk_log_options& options) {
                             : options.wall_clock_base);
   log_directory.assign(options.log_directory ? options.log_directory : "");
   default_log_name.assign(options.default_log_name ? options.default_log_name : "");
+  drain_queue();  // requests sent before the start: their outputs exist from here on
   all_reliable.store(options.all_reliable);
   immediate.store(options.mode == qk::log::IMMEDIATE);
   if (!immediate.load()) {
@@ -326,6 +344,40 @@ void qk_log_stop() {
   }
   running.store(false);
   drain_queue();  // records committed while the worker ended
+  qk::close_log_outputs(line_settings());
   immediate.store(false);
   all_reliable.store(false);
 }
+
+// ---- What the log's parts ask of it ----------------------------------------------------------
+
+namespace qk {
+
+bool log_running() { return running.load(); }
+bool log_immediate() { return immediate.load(); }
+bool log_on_worker_thread() { return on_worker; }
+
+void log_send_request(LogItem* request) {
+  queue.push(request);
+  queued().release();
+  if (initialized.load() && immediate.load()) drain_queue();  // no worker: the sender serves
+}
+
+void log_set_consumers(uint32_t debug, uint32_t trace) {
+  debug_consumers.store(debug);
+  trace_consumers.store(trace);
+}
+
+std::string_view log_folder() { return log_directory.view(); }
+std::string_view log_default_name() { return default_log_name.view(); }
+
+void log_identify(LogRecord& record, const char* module, unsigned level) {
+  record.level = level;
+  record.module.assign(module ? module : "<NULL>");
+  const char* name = current_thread_name();
+  record.thread.assign(std::string_view(name, strnlen(name, 64)));
+}
+
+LogLineSettings log_line_settings() { return line_settings(); }
+
+}  // namespace qk

@@ -100,9 +100,6 @@ qk_log_message qk_log_alloc_message(const char* module, unsigned level);
 // Finishes a record from qk_log_alloc_message with its text's length (cut to the capacity).
 void qk_log_commit_message(qk::LogRecord* record, size_t length);
 
-// Non-zero if a message of this module and level would reach an output; 0 while no worker runs.
-int qk_log_is_enabled(const char* module, unsigned level);
-
 // The level's text in a line, padded to seven characters ("ERROR_ONCE" is the one longer word);
 // "UNKNOWN" for anything that isn't exactly one level once RELIABLE is masked off.
 const char* qk_log_level_name(unsigned level);
@@ -130,6 +127,108 @@ bool qk_log_fatal_tripped();
 // The levels that call the handler; ALERT at first.
 void qk_log_set_fatal_levels(unsigned levels);
 
+// ---- Outputs and rules ----------------------------------------------------------------------
+//
+// An output is a log file with rules that say which records it takes, a format word and a filter
+// of duplicates. Its rule set travels to the log as a request in the log's queue, and whoever
+// serves the queue installs it: the worker in ASYNC mode, the sending thread itself in IMMEDIATE
+// mode. While the log isn't started (the plug-in's mode) requests wait in the queue, and a later
+// qk_log_start installs them.
+//
+// Files. The log name gives the file: a name that begins with "/" as it stands; a name with a "."
+// anywhere but at its first position in the log folder (qk_log_options::log_directory, the working
+// directory when empty), any other name there with ".log" appended; an empty name is the default
+// log name. An output's file is made (or emptied) when its first line is written, so an output
+// that takes nothing leaves no file; a backup request for that file (qk_log_backup) moves the old
+// one aside first. Unless the format has NO_HEADER_FOOTER, the file starts with
+// "---- log opened YYYY-MM-DD hh:mm:ss UTC ----" and ends with "---- log closed ... ----". A file
+// that can't be made or written is reported once at ERROR under QKCORESTATIC, and the output
+// drops its lines until it is set again.
+//
+// Writing. ASYNC mode writes through a buffer of the output, which reaches the file whenever the
+// worker finds the queue empty, when the buffer is full, and when the output closes. IMMEDIATE
+// mode writes each line through at once.
+//
+// Duplicates (format bit 0x100, part of FULL). A text equal to the last one this output took is
+// counted instead of written; the next different text is preceded by the line
+// "%d duplicate message(s) skipped." (WARNING, module "LOG", no thread, the time of that text). A
+// count still pending when the output closes is written the same way before the footer.
+//
+// An output closes when a rule set with no rules and format 0 is sent for its name, and when the
+// log stops.
+
+// The checks of a rule.
+enum : uint32_t {
+  QK_LOG_RULE_LEVELS = 0x2,  // the record's level must have a bit of `levels`
+  QK_LOG_RULE_MODULE = 0x4,  // the module must match `module`
+  QK_LOG_RULE_THREAD = 0x8,  // the thread's name must match `thread`
+};
+
+// A rule as a caller gives it. Patterns (log/LogRules.h): a name, "Prefix*", either with a leading
+// "!" to refuse; "*" is every name.
+struct qk_log_output_rule {
+  uint32_t flags;
+  char module[128];
+  uint32_t levels;
+  char thread[128];
+};
+
+namespace qk::log {
+
+// The limits of a file's backups: their total size in bytes and their age in seconds; 0 is no
+// limit.
+struct limits {
+  uint64_t max_total_size = 0xA00000;  // 10 MiB
+  uint64_t max_age = 604800;           // seven days
+};
+
+}  // namespace qk::log
+
+// One rule for `logname`: the module pattern (checked when not null or empty) and the levels
+// (checked when not 0). A null module with level and format 0 removes the output.
+void qk_log_set_output(const char* logname, const char* module, unsigned level, unsigned format);
+// Sends the rule set of `logname`. `levels`, when not 0, is added to every rule's mask and turns on
+// its level check. Fails an assertion for a null name, for null rules with a count (the set is
+// then sent without rules), and for an empty name (nothing is sent).
+void qk_log_set_output_rules(const char* logname, uint64_t num_rules, const qk_log_output_rule* rules,
+                             unsigned levels, unsigned format);
+// Asks for backups of the file of `logname`, within `limits` (null: the defaults). When the output
+// next makes its file, an old file that isn't empty is moved to NAME.YYYY-MM-DD_hh-mm-ss.EXT beside
+// it (the time of its last change, UTC; "-2", "-3", ... behind the time when taken). Then backups
+// of that file older than max_age go, and, counting sizes from the newest, the first that brings the
+// total over max_total_size goes with every older one. The request keeps its limits until the log
+// stops; an output whose file is open already has made it, and the limits apply the next time an
+// output makes that file.
+void qk_log_backup(const char* logname, const qk::log::limits* limits);
+
+// Non-zero if a message of this module and level would reach an output: 0 while no worker runs
+// (not started, or IMMEDIATE); else the outputs' rules decide, asked of the worker while rule sets
+// are on their way to it.
+int qk_log_is_enabled(const char* module, unsigned level);
+
+// ---- Listeners -------------------------------------------------------------------------------
+//
+// Up to 16 functions that see every dispatched message (IMMEDIATE mode, and the worker in ASYNC
+// mode; not while the log isn't started), in the order they were added, under a lock of their
+// own. A message a listener logs itself reaches no listener.
+
+struct qk_log_listener_message {
+  double time;  // seconds of the log's clock
+  const char* module;
+  const char* text;
+  unsigned level;
+  unsigned reserved;
+  double wall_time;  // seconds since 1970-01-01 UTC
+  const char* thread;
+  void* user;
+};
+using qk_log_listener = void (*)(const qk_log_listener_message& message);
+
+// False when 16 are registered already. Neither call may come from a listener during its round.
+bool qk_log_add_listener(qk_log_listener listener, void* user);
+// False when that pair isn't registered.
+bool qk_log_remove_listener(qk_log_listener listener, void* user);
+
 // ---- Start and stop, for embedders -----------------------------------------------------------
 //
 // The plug-in never starts the log. An embedder that wants pooled records, a worker thread or
@@ -146,17 +245,19 @@ struct qk_log_options {
   // lines show the real date and time, unless `use_system_clock` is false.
   bool use_system_clock = true;
   int64_t wall_clock_base = 0;
-  // Folder for relative backup names, and the name used when a backup names no file.
+  // Folder of the log files (the working directory when empty), and the name used when an output
+  // or a backup names no file.
   const char* log_directory = "";
   const char* default_log_name = "";
   // Every message takes the reliable pool.
   bool all_reliable = false;
 };
 
-// False if the log is already started.
+// False if the log is already started. Rule sets and backup requests sent before are installed.
 bool qk_log_start(const qk_log_options& options);
 // Stops the worker after it has written every queued record, writes whatever was committed while
-// it ended, and returns the log to the not-started mode. Nothing happens if it isn't started.
+// it ended, closes every output, and returns the log to the not-started mode. Nothing happens if
+// it isn't started.
 void qk_log_stop();
 
 // While not started: serve only the debugger channel.

@@ -18,6 +18,7 @@ qk::wstring ConsoleHostServices::getDir(int which) {
 }
 
 int ConsoleHostServices::messageBox(const qk::wchar* text, const qk::wchar* caption, unsigned) {
+  std::fflush(stdout);  // what was printed before the box comes before it in a joined stream
   const std::string line = "[" + qk_to_utf8(caption) + "] " + qk_to_utf8(text) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
   std::fflush(stderr);

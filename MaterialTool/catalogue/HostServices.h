@@ -39,10 +39,11 @@ class IHostServices {
 };
 
 // The services for a process without the host: the directory is given at construction, a message
-// box is one line "[<caption>] <text>" on standard error, and the ANSI code page is Latin-1, so that
-// each byte becomes the unit of the same value. An ASCII path therefore comes through the loader's
-// double conversion unchanged, and any other byte is encoded twice, as on a system whose code page
-// isn't UTF-8. Nobody is there to pick, so the pick dialog is always cancelled.
+// box is "[<caption>] <text>" on standard error (standard output flushed first, so that a joined
+// stream keeps the order), and the ANSI code page is Latin-1, so that each byte becomes the unit of
+// the same value. An ASCII path therefore comes through the loader's double conversion unchanged,
+// and any other byte is encoded twice, as on a system whose code page isn't UTF-8. Nobody is there
+// to pick, so the pick dialog is always cancelled.
 class ConsoleHostServices : public IHostServices {
  public:
   explicit ConsoleHostServices(std::string plugCfgDir = ".") : plugCfgDir_(std::move(plugCfgDir)) {}

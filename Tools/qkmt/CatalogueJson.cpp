@@ -6,35 +6,30 @@ namespace {
 
 void writeTexture(JsonWriter& g, const TextureDesc& texture) {
   g.beginMap();
-  g.key("name"); g.string(texture.name);
-  g.key("tex"); g.string(texture.tex);
-  g.key("channel"); g.integer(texture.channel);
-  g.key("uniforms"); g.string(texture.uniforms);
+  g.text("name", texture.name);
+  g.text("tex", texture.tex);
+  g.key("channel").integer(texture.channel);
+  g.text("uniforms", texture.uniforms);
   g.endMap();
 }
 
 void writeMaterial(JsonWriter& g, const MaterialDesc& desc) {
   g.beginMap();
-  g.key("name"); g.string(desc.name);
-  g.key("shader_name"); g.string(desc.shaderName);
-  g.key("default_uniforms"); g.string(desc.defaultUniforms);
-  g.key("default_user_defines"); g.string(desc.defaultUserDefines);
-  g.key("textures");
-  g.beginArray();
+  g.text("name", desc.name);
+  g.text("shader_name", desc.shaderName);
+  g.text("default_uniforms", desc.defaultUniforms);
+  g.text("default_user_defines", desc.defaultUserDefines);
+  g.key("textures").beginArray();
   for (const TextureDesc& texture : desc.textures) writeTexture(g, texture);
   g.endArray();
-  g.key("normals"); g.boolean(desc.normals);
-  g.key("opacity"); g.integer(desc.opacity);
-  g.key("depth_bias"); g.boolean(desc.depthBias);
-  g.key("shadow_caster"); g.boolean(desc.shadowCaster);
-  g.key("only_shadow_caster"); g.boolean(desc.onlyShadowCaster);
-  g.key("decal"); g.integer(desc.decal);
-  g.key("allowed_nodes");
-  g.beginArray();
-  for (const std::string& node : desc.allowedNodes) g.string(node);
-  g.endArray();
-  g.key("allowed_objects");
-  g.beginArray();
+  g.key("normals").boolean(desc.normals);
+  g.key("opacity").integer(desc.opacity);
+  g.key("depth_bias").boolean(desc.depthBias);
+  g.key("shadow_caster").boolean(desc.shadowCaster);
+  g.key("only_shadow_caster").boolean(desc.onlyShadowCaster);
+  g.key("decal").integer(desc.decal);
+  g.texts("allowed_nodes", desc.allowedNodes);
+  g.key("allowed_objects").beginArray();
   for (ObjectKind kind : desc.allowedObjects) g.integer(static_cast<int>(kind));
   g.endArray();
   g.endMap();
@@ -42,14 +37,16 @@ void writeMaterial(JsonWriter& g, const MaterialDesc& desc) {
 
 }  // namespace
 
-std::string catalogueJson(const std::vector<MaterialDesc>& materials, bool loadFailed) {
+std::string catalogueJson(const CatalogueOutcome& outcome, const std::vector<MaterialDesc>& materials) {
   JsonWriter g;
   g.beginMap();
-  g.key("load_failed"); g.boolean(loadFailed);
-  g.key("materials");
-  g.beginArray();
+  g.text("file", outcome.file);
+  g.key("load_failed").boolean(outcome.loadFailed);
+  if (outcome.loadFailed) g.text("error", outcome.error);
+  if (!outcome.reason.empty()) g.text("reason", outcome.reason);
+  g.key("materials").beginArray();
   for (const MaterialDesc& desc : materials) writeMaterial(g, desc);
   g.endArray();
   g.endMap();
-  return g.text();
+  return g.document();
 }

@@ -61,8 +61,9 @@ void appendMaterial(std::string& out, const MaterialDesc& desc, size_t index, si
 
   out += desc.defaultUniforms.empty() ? "  uniforms         none\n" : "  uniforms\n";
   appendUniforms(out, desc.defaultUniforms, "    | ");
-  out += "  user defines     " + (desc.defaultUserDefines.empty() ? std::string("none")
-                                                                   : visibleText(desc.defaultUserDefines)) + "\n";
+  out += "  user defines     " +
+         (desc.defaultUserDefines.empty() ? std::string("none") : visibleText(desc.defaultUserDefines)) +
+         "\n";
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cmath>
-#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -12,46 +11,14 @@
 #include "MaxScript.h"
 #include "PluginEntry.h"
 #include "SceneFile.h"
+#include "ScenePrint.h"
+#include "TextEscape.h"
+#include "ToolFiles.h"
 #include "ToolPaths.h"
 
 namespace hostlua {
 
 namespace {
-
-constexpr const char* kObjectMeta = "qkmt.object";
-constexpr const char* kObjectCache = "qkmt.objects";
-
-const char* kindOf(MtlBase* object) {
-  if (object->ClassID() == MULTI_MATERIAL_CLASS_ID) return "multi-material";
-  return object->SuperClassID() == MATERIAL_CLASS_ID ? "material" : "map";
-}
-
-int objectIndex(lua_State* L) {
-  MtlBase* object = checkObject(L, 1);
-  const std::string key = luaL_checkstring(L, 2);
-  if (key == "name")
-    lua_pushstring(L, qk_to_utf8(object->GetName().c_str()).c_str());
-  else if (key == "kind")
-    lua_pushstring(L, kindOf(object));
-  else
-    lua_pushnil(L);
-  return 1;
-}
-
-int objectToString(lua_State* L) {
-  MtlBase* object = checkObject(L, 1);
-  lua_pushfstring(L, "%s: %s", kindOf(object), qk_to_utf8(object->GetName().c_str()).c_str());
-  return 1;
-}
-
-MtlBase* testObject(lua_State* L, int index) {
-  void* data = lua_touserdata(L, index);
-  if (!data || !lua_getmetatable(L, index)) return nullptr;
-  luaL_getmetatable(L, kObjectMeta);
-  const bool ours = lua_rawequal(L, -1, -2) != 0;
-  lua_pop(L, 2);
-  return ours ? *static_cast<MtlBase**>(data) : nullptr;
-}
 
 // The elements 1..#t of the table at `index`, each through `take`.
 template <class Take>
@@ -68,27 +35,35 @@ void eachElement(lua_State* L, int index, Take take) {
 Texmap* optMap(lua_State* L, int index, const char* what) {
   MtlBase* object = optObject(L, index);
   if (object && object->SuperClassID() != TEXMAP_CLASS_ID)
-    luaL_error(L, "%s: a map wanted, got a %s", what, kindOf(object));
+    fail(L, "%s: a map wanted, got a %s", what, kindOf(object));
   return static_cast<Texmap*>(object);
 }
 
 Mtl* optMaterial(lua_State* L, int index, const char* what) {
   MtlBase* object = optObject(L, index);
   if (object && object->SuperClassID() != MATERIAL_CLASS_ID)
-    luaL_error(L, "%s: a material wanted, got a %s", what, kindOf(object));
+    fail(L, "%s: a material wanted, got a %s", what, kindOf(object));
   return static_cast<Mtl*>(object);
 }
 
 MSTR checkName(lua_State* L, int index) { return qk_to_wide(luaL_checkstring(L, index)); }
 
-// The first attribute of the plug-in's class, found as an exporter finds it: by class id alone.
-IMaterialAttrib* attribOf(MtlBase* object) {
+// The attributes of the plug-in's class on `object` in container order, found as an exporter finds
+// them: by class id alone.
+std::vector<IMaterialAttrib*> attribsOf(MtlBase* object) {
+  std::vector<IMaterialAttrib*> found;
   ICustAttribContainer* container = object->GetCustAttribContainer();
   for (int i = 0; container && i < container->GetNumCustAttribs(); ++i) {
     CustAttrib* attrib = container->GetCustAttrib(i);
-    if (attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID) return static_cast<IMaterialAttrib*>(attrib);
+    if (attrib && attrib->ClassID() == MATERIAL_ATTRIB_CLASS_ID)
+      found.push_back(static_cast<IMaterialAttrib*>(attrib));
   }
-  return nullptr;
+  return found;
+}
+
+IMaterialAttrib* attribOf(MtlBase* object) {
+  const std::vector<IMaterialAttrib*> found = attribsOf(object);
+  return found.empty() ? nullptr : found.front();
 }
 
 void setField(lua_State* L, const char* key, const std::string& text) {
@@ -194,7 +169,7 @@ std::unique_ptr<Value> toValue(lua_State* L, int index) {
 // Upvalue 2: the function's name.
 int callPrimitive(lua_State* L) {
   const Primitive* primitive = Primitive::find(qk_to_wide(lua_tostring(L, lua_upvalueindex(2))));
-  if (!primitive) return luaL_error(L, "the plug-in registered no %s", lua_tostring(L, lua_upvalueindex(2)));
+  if (!primitive) return fail(L, "the plug-in registered no such script function");
   const int count = lua_gettop(L);
   std::vector<std::unique_ptr<Value>> values;
   std::vector<Value*> args;
@@ -226,10 +201,10 @@ int tool(lua_State* L) {
   HostStandIn& host = session(L).host();
   if (!host.openedUtility()) {
     ClassDesc* desc = host.classes().find(UTILITY_CLASS_ID, MATERIAL_TOOL_CLASS_ID);
-    if (!desc) return luaL_error(L, "the plug-in offers no utility");
+    if (!desc) return fail(L, "the plug-in offers no utility");
     host.openUtility(static_cast<UtilityObj*>(desc->Create(FALSE)));
   }
-  if (host.commandPanel().pages().empty()) return luaL_error(L, "the utility has no rollup");
+  if (host.commandPanel().pages().empty()) return fail(L, "the utility has no rollup");
   sendCommand(host.commandPanel().pages().front(), id, BN_CLICKED);
   return 0;
 }
@@ -240,11 +215,7 @@ int toolClose(lua_State* L) {
 }
 
 int attribs(lua_State* L) {
-  ICustAttribContainer* container = checkObject(L, 1)->GetCustAttribContainer();
-  int count = 0;
-  for (int i = 0; container && i < container->GetNumCustAttribs(); ++i)
-    if (container->GetCustAttrib(i)->ClassID() == MATERIAL_ATTRIB_CLASS_ID) ++count;
-  lua_pushinteger(L, count);
+  lua_pushinteger(L, static_cast<lua_Integer>(attribsOf(checkObject(L, 1)).size()));
   return 1;
 }
 
@@ -331,36 +302,54 @@ int isObjectAllowed(lua_State* L) {
 int panel(lua_State* L) {
   MtlBase* object = checkObject(L, 1);
   const lua_Integer width = luaL_optinteger(L, 2, 432);
-  if (width <= 0 || width > 100000)
-    return luaL_error(L, "a rollup width of %d pixels", static_cast<int>(width));
+  if (width <= 0 || width > 100000) return fail(L, "a rollup width of %d pixels", static_cast<int>(width));
   IMaterialAttrib* attrib = attribOf(object);
-  if (!attrib)
-    return luaL_error(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
+  if (!attrib) return fail(L, "%s has no material attribute", qk_to_utf8(object->GetName().c_str()).c_str());
   MaterialEditor& editor = session(L).host().materialEditor();
   ParamDlg* dlg = editor.show(*attrib, static_cast<int>(width));
-  if (!dlg || editor.pages().empty()) return luaL_error(L, "the attribute made no rollup");
+  if (!dlg || editor.pages().empty()) return fail(L, "the attribute made no rollup");
   pushPanel(L, dlg, editor.pages().back());
   return 1;
 }
 
 // ---- scene files -------------------------------------------------------------------------------
 
+// Written whole or not at all: a failure leaves an old file at `path` as it was (ToolFiles.h).
 int save(lua_State* L) {
   const std::string path = luaL_checkstring(L, 1);
-  const std::string bytes = writeScene(session(L).host().GetSceneMtls()->items);
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!out.flush()) throw std::runtime_error(path + ": can't be written");
+  const std::string error = replaceFile(path, writeScene(session(L).host().GetSceneMtls()->items));
+  if (!error.empty()) throw std::runtime_error(error);
   return 0;
+}
+
+// Warns of each attribute whose saved material name didn't survive the load: the catalogue lacks
+// it, so the attribute's load rule left it with an empty name, which the next save writes.
+void warnClearedNames(HostSession& s, const std::string& path, const ChunkFile& file,
+                      const SceneRecord& record, const LoadedScene& loaded) {
+  for (size_t i = 0; i < record.objects.size(); ++i) {
+    const std::vector<IMaterialAttrib*> attribs = attribsOf(loaded.objects[i].get());
+    size_t k = 0;
+    for (const SceneAttribRecord& saved : record.objects[i].attribs) {
+      if (saved.classId != MATERIAL_ATTRIB_CLASS_ID || k >= attribs.size()) continue;
+      IMaterialAttrib* attrib = attribs[k++];
+      const std::optional<std::string> name = readSavedMaterialAttrib(file, saved.data).name;
+      if (!name || name->empty() || *attrib->getMaterialDesc()->getName() != 0) continue;
+      s.warn(path + ": material " + quotedText(qk_to_utf8(loaded.objects[i]->GetName().c_str())) + ": " +
+             quotedText(*name) + " isn't in the catalogue, so its material name was cleared on load");
+    }
+  }
 }
 
 int load(lua_State* L) {
   const std::string path = luaL_checkstring(L, 1);
   HostSession& s = session(L);
+  std::string bytes, reason;
+  if (!readFileBytes(path, bytes, reason)) throw std::runtime_error(path + ": " + reason);
   try {
-    const ChunkFile file(readWholeFile(path));
+    const ChunkFile file(std::move(bytes));
     const SceneRecord record = readSceneRecord(file);
     LoadedScene loaded = loadScene(file, record, s.host().classes());
+    warnClearedNames(s, path, file, record, loaded);
     for (auto& object : loaded.objects) s.adopt(std::move(object));
     s.host().setScene(loaded.scene);
   } catch (const ChunkFormatError& error) {
@@ -454,13 +443,14 @@ int openHost(lua_State* L) {
   lua_newtable(L);
   for (const luaL_Reg& function : kFunctions) {
     lua_pushvalue(L, lua_upvalueindex(1));
-    lua_pushcclosure(L, function.func, 1);
+    lua_pushfstring(L, "host.%s", function.name);
+    lua_pushcclosure(L, function.func, 2);
     lua_setfield(L, -2, function.name);
   }
   for (const char* name : kScriptFunctions) {
     lua_pushvalue(L, lua_upvalueindex(1));
     lua_pushstring(L, name);
-    lua_pushcclosure(L, guarded<callPrimitive>, 2);
+    lua_pushcclosure(L, guarded<callPrimitive, false>, 2);
     lua_setfield(L, -2, name);
   }
   return 1;
@@ -468,50 +458,11 @@ int openHost(lua_State* L) {
 
 }  // namespace
 
-void pushObject(lua_State* L, MtlBase* object) {
-  if (!object) return lua_pushboolean(L, 0);
-  lua_getfield(L, LUA_REGISTRYINDEX, kObjectCache);
-  lua_pushlightuserdata(L, object);
-  lua_rawget(L, -2);
-  if (lua_isnil(L, -1)) {
-    lua_pop(L, 1);
-    *static_cast<MtlBase**>(lua_newuserdata(L, sizeof(MtlBase*))) = object;
-    luaL_getmetatable(L, kObjectMeta);
-    lua_setmetatable(L, -2);
-    lua_pushlightuserdata(L, object);
-    lua_pushvalue(L, -2);
-    lua_rawset(L, -4);
-  }
-  lua_remove(L, -2);
-}
-
-MtlBase* checkObject(lua_State* L, int index) {
-  MtlBase* object = testObject(L, index);
-  if (!object) luaL_typerror(L, index, "host object");
-  return object;
-}
-
-MtlBase* optObject(lua_State* L, int index) {
-  if (lua_isnoneornil(L, index) || (lua_isboolean(L, index) && !lua_toboolean(L, index))) return nullptr;
-  return checkObject(L, index);
-}
-
 }  // namespace hostlua
 
 void qkmt_preload_host(lua_State* L, HostSession& session) {
   using namespace hostlua;
-  luaL_newmetatable(L, kObjectMeta);
-  lua_pushcfunction(L, guarded<objectIndex>);
-  lua_setfield(L, -2, "__index");
-  lua_pushcfunction(L, guarded<objectToString>);
-  lua_setfield(L, -2, "__tostring");
-  lua_pop(L, 1);
-  lua_newtable(L);
-  lua_createtable(L, 0, 1);
-  lua_pushstring(L, "v");
-  lua_setfield(L, -2, "__mode");
-  lua_setmetatable(L, -2);
-  lua_setfield(L, LUA_REGISTRYINDEX, kObjectCache);
+  registerObjects(L);
   registerPanel(L, session);
 
   lua_getglobal(L, "package");

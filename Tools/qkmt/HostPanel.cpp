@@ -22,7 +22,7 @@ struct Panel {
 Panel& shownPanel(lua_State* L) {
   auto* panel = static_cast<Panel*>(luaL_checkudata(L, 1, kPanelMeta));
   MaterialEditor& editor = session(L).host().materialEditor();
-  if (editor.shown() != panel->dlg || !IsWindow(panel->page)) luaL_error(L, "the panel is closed");
+  if (editor.shown() != panel->dlg || !IsWindow(panel->page)) fail(L, "the panel is closed");
   return *panel;
 }
 
@@ -32,10 +32,10 @@ HWND control(lua_State* L, ControlKind kind = ControlKind::Dialog) {
   const Panel& panel = shownPanel(L);
   const int id = static_cast<int>(luaL_checkinteger(L, 2));
   const HWND window = GetDlgItem(panel.page, id);
-  if (!window) luaL_error(L, "the panel has no control %d", id);
+  if (!window) fail(L, "the panel has no control %d", id);
   if (kind != ControlKind::Dialog && GetControlKind(window) != kind) {
     const char* what = kind == ControlKind::ComboBox ? "a combo box" : "a check box";
-    luaL_error(L, "control %d isn't %s", id, what);
+    fail(L, "control %d isn't %s", id, what);
   }
   return window;
 }
@@ -146,7 +146,8 @@ void registerPanel(lua_State* L, HostSession& session) {
   lua_newtable(L);
   for (const luaL_Reg& method : kMethods) {
     lua_pushlightuserdata(L, &session);
-    lua_pushcclosure(L, method.func, 1);
+    lua_pushfstring(L, "panel:%s", method.name);
+    lua_pushcclosure(L, method.func, 2);
     lua_setfield(L, -2, method.name);
   }
   lua_setfield(L, -2, "__index");

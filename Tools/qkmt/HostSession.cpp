@@ -1,8 +1,15 @@
 #include "HostSession.h"
 
-#include <cstdio>
-
 #include "PluginEntry.h"
+#include "ToolFiles.h"
+#include "ToolOutput.h"
+
+namespace {
+
+// The icon bits of a box's style: MB_ICONERROR and MB_ICONEXCLAMATION make an error box.
+constexpr unsigned kIconMask = 0xF0;
+
+}  // namespace
 
 qk::wstring ScriptHostServices::getDir(int which) {
   return which == APP_PLUGCFG_DIR ? qk_to_wide(plugCfgDir_) : qk::wstring();
@@ -10,9 +17,13 @@ qk::wstring ScriptHostServices::getDir(int which) {
 
 int ScriptHostServices::messageBox(const qk::wchar* text, const qk::wchar* caption, unsigned style) {
   MessageBoxRecord box{qk_to_utf8(caption), qk_to_utf8(text), style};
-  const std::string line = "[" + box.title + "] " + box.text + "\n";
-  std::fwrite(line.data(), 1, line.size(), stderr);
-  std::fflush(stderr);
+  writeErr("[" + box.title + "] " + box.text + "\n");
+  const std::string catalogue = plugCfgDir_ + "/materials.lua";
+  if (box.title == "Error" && box.text.rfind("Can't load file: " + catalogue + ".", 0) == 0) {
+    const std::string reason = unreadableReason(catalogue);
+    if (!reason.empty()) writeErr("qkmt: " + catalogue + ": " + reason + "\n");
+  }
+  if ((style & kIconMask) == MB_ICONERROR || (style & kIconMask) == MB_ICONEXCLAMATION) ++errorBoxes_;
   boxes_.push_back(std::move(box));
   return IDOK;
 }
@@ -49,4 +60,9 @@ HostSession::~HostSession() {
 MtlBase* HostSession::adopt(std::unique_ptr<MtlBase> object) {
   objects_.push_back(std::move(object));
   return objects_.back().get();
+}
+
+void HostSession::warn(const std::string& text) {
+  writeErr("qkmt: warning: " + text + "\n");
+  ++warnings_;
 }

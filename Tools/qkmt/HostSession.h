@@ -26,7 +26,9 @@ class ScriptHostServices : public ConsoleHostServices {
  public:
   explicit ScriptHostServices(std::string plugCfgDir) : plugCfgDir_(std::move(plugCfgDir)) {}
   qk::wstring getDir(int which) override;
-  // Records the box and prints it on standard error as "[TITLE] TEXT".
+  // Records the box and prints it on standard error as "[TITLE] TEXT", standard output flushed
+  // first. When it is the catalogue's load error and the catalogue can't be opened, the system's
+  // reason follows on a line of its own ("qkmt: cfg/materials.lua: Is a directory").
   int messageBox(const qk::wchar* text, const qk::wchar* caption, unsigned style) override;
   // The answer set for the next pick dialog, used once; cancelled when none is set.
   bool pickAnimatables(std::vector<Animatable*>& picked) override;
@@ -36,9 +38,12 @@ class ScriptHostServices : public ConsoleHostServices {
   void setPickAnswer(std::optional<std::vector<Animatable*>> answer) { pick_ = std::move(answer); }
   // The boxes shown so far, which are then forgotten.
   std::vector<MessageBoxRecord> takeBoxes();
+  // How many boxes with an error or a warning icon were shown in the whole run.
+  int errorBoxes() const { return errorBoxes_; }
 
  private:
   std::string plugCfgDir_;
+  int errorBoxes_ = 0;
   std::optional<std::vector<Animatable*>> pick_;
   std::vector<MessageBoxRecord> boxes_;
 };
@@ -54,8 +59,12 @@ class HostSession {
   ScriptHostServices& services() { return services_; }
   // Keeps `object` for the session and answers it.
   MtlBase* adopt(std::unique_ptr<MtlBase> object);
+  // Prints "qkmt: warning: TEXT" on standard error and counts it.
+  void warn(const std::string& text);
+  int warnings() const { return warnings_; }
 
  private:
+  int warnings_ = 0;
   ScriptHostServices services_;
   std::unique_ptr<HostStandIn> host_;
   std::vector<std::unique_ptr<MtlBase>> objects_;

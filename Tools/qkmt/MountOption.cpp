@@ -1,7 +1,6 @@
 #include "MountOption.h"
 
-#include <cstdio>
-
+#include "ToolOutput.h"
 #include "qk_log.h"
 #include "qkvfs/Manager.h"
 #include "qkvfs/qk_vfs.h"
@@ -55,7 +54,7 @@ int applyMounts(const std::vector<std::string>& texts) {
     std::string error;
     const std::optional<MountSpec> spec = parseMountSpec(text, error);
     if (!spec) {
-      std::fprintf(stderr, "qkmt: --mount %s: %s\n", text.c_str(), error.c_str());
+      writeErr("qkmt: --mount " + text + ": " + error + "\n");
       return 2;
     }
     const uint64_t id = qkvfs::manager().mount(spec->source.c_str(), spec->mount_point.c_str(), spec->append,

@@ -26,8 +26,8 @@ std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& er
 // Adds --mount (repeatable) to a command, collecting the texts into `texts`.
 void addMountOption(CLI::App& command, std::vector<std::string>& texts);
 
-// Adds -v/--verbose, which lets the log's DEBUG lines (such as "Mounted: ...") reach standard
-// error; the tool hides them otherwise.
+// Adds -v/--verbose, the tool's global flag (given before or after the command word), which lets
+// the log's DEBUG lines (such as "Mounted: ...") reach standard error; the tool hides them otherwise.
 void addVerboseFlag(CLI::App& command);
 
 // Parses and mounts each text in order. A text that can't be read is a usage error: it prints

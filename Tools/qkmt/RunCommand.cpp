@@ -1,89 +1,174 @@
 #include "RunCommand.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "HostModule.h"
 #include "HostSession.h"
 #include "MountOption.h"
+#include "ToolFiles.h"
+#include "ToolOutput.h"
 #include "ToolPaths.h"
+#include "qk_format.h"
 #include "qk_lua.h"
 
 namespace {
 
-struct Options {
-  std::vector<std::string> mounts;
-  std::string script;
-  std::vector<std::string> args;
+class StateHolder {
+ public:
+  StateHolder() : L(qk_lua_newstate("qkmt run")) {}
+  ~StateHolder() { qk_lua_close(L); }
+  StateHolder(const StateHolder&) = delete;
+  StateHolder& operator=(const StateHolder&) = delete;
+  lua_State* const L;
 };
 
-// The plug-in configuration directory the host answers until the script sets another: as for
-// `qkmt catalogue`, $QKMT_PLUGCFG, else the bundled examples.
-std::string defaultPlugCfgDir() {
-  const char* env = std::getenv("QKMT_PLUGCFG");
-  return loaderSpelling(env && *env ? env : bundledExamplesDir());
-}
-
-void setArg(lua_State* L, const Options& options) {
-  lua_createtable(L, static_cast<int>(options.args.size()), 2);
-  lua_pushstring(L, "qkmt");
-  lua_rawseti(L, -2, -2);
-  lua_pushstring(L, "run");
-  lua_rawseti(L, -2, -1);
-  lua_pushstring(L, options.script.c_str());
-  lua_rawseti(L, -2, 0);
-  for (size_t i = 0; i < options.args.size(); ++i) {
-    lua_pushstring(L, options.args[i].c_str());
-    lua_rawseti(L, -2, static_cast<int>(i) + 1);
+// The words of the command line in the global `arg`: the script at 0, what comes before it below.
+void setArg(lua_State* L, const Invocation& invocation) {
+  const int base = static_cast<int>(invocation.rest);
+  lua_createtable(L, static_cast<int>(invocation.words.size()) - base, base);
+  for (size_t i = 0; i < invocation.words.size(); ++i) {
+    lua_pushlstring(L, invocation.words[i].data(), invocation.words[i].size());
+    lua_rawseti(L, -2, static_cast<int>(i) - base);
   }
   lua_setglobal(L, "arg");
 }
 
-void report(lua_State* L) {
-  const char* message = lua_tostring(L, -1);
-  const std::string line =
-      std::string("qkmt: ") + (message ? message : "(error object is not a string)") + "\n";
-  std::fwrite(line.data(), 1, line.size(), stderr);
-  std::fflush(stderr);
+// The message handler of every protected call: the message with a stack traceback, as the stock
+// interpreter gives it. A message that isn't text stays as it is.
+int traceback(lua_State* L) {
+  if (!lua_isstring(L, 1)) return 1;
+  lua_getfield(L, LUA_GLOBALSINDEX, "debug");
+  if (!lua_istable(L, -1)) {
+    lua_pop(L, 1);
+    return 1;
+  }
+  lua_getfield(L, -1, "traceback");
+  if (!lua_isfunction(L, -1)) {
+    lua_pop(L, 2);
+    return 1;
+  }
+  lua_pushvalue(L, 1);
+  lua_pushinteger(L, 2);  // leaves this handler out
+  lua_call(L, 2, 1);
+  return 1;
 }
 
-int run(const Options& options) {
-  if (const int status = applyMounts(options.mounts)) return status;
-  HostSession session(defaultPlugCfgDir());
-  lua_State* L = qk_lua_newstate("qkmt run");
-  qk_lua_openlibs(L);
-  qkmt_preload_host(L, session);
-  setArg(L, options);
-  int status = qk_lua_loadfile(L, loaderSpelling(options.script).c_str());
-  if (status == 0) {
-    for (const std::string& arg : options.args) lua_pushstring(L, arg.c_str());
-    status = qk_lua_pcall(L, static_cast<int>(options.args.size()), 0, 0);
-  }
-  if (status != 0) report(L);
-  qk_lua_close(L);
-  return status == 0 ? 0 : 1;
+// Standard input whole; false on a read error.
+bool readStandardInput(std::string& code) {
+  char piece[65536];
+  size_t n;
+  while ((n = std::fread(piece, 1, sizeof piece, stdin)) > 0) code.append(piece, n);
+  if (std::ferror(stdin)) return false;
+  if (!code.empty() && code[0] == '#')
+    code.erase(0, code.find('\n') == std::string::npos ? code.size() : code.find('\n'));
+  return true;
 }
+
+// Loads the script (words[rest]) and runs it with its arguments; the status of Lua, the message on
+// top when it isn't 0.
+int runScript(lua_State* L, const Invocation& invocation, int handler) {
+  const std::string& script = invocation.words[invocation.rest];
+  int status;
+  if (script == "-") {
+    std::string code;
+    if (!readStandardInput(code)) {
+      lua_pushstring(L, "standard input can't be read");
+      return LUA_ERRFILE;
+    }
+    status = luaL_loadbuffer(L, code.data(), code.size(), "=stdin");
+  } else {
+    const std::string path = loaderSpelling(script);
+    const std::string reason = unreadableReason(path);
+    if (!reason.empty()) {
+      lua_pushstring(L, (script + ": " + reason).c_str());
+      return LUA_ERRFILE;
+    }
+    status = qk_lua_loadfile(L, path.c_str());
+  }
+  if (status != 0) return status;
+  const size_t first = invocation.rest + 1;
+  for (size_t i = first; i < invocation.words.size(); ++i)
+    lua_pushlstring(L, invocation.words[i].data(), invocation.words[i].size());
+  return qk_lua_pcall(L, static_cast<int>(invocation.words.size() - first), 0, handler);
+}
+
+void report(lua_State* L) {
+  const char* message = lua_tostring(L, -1);
+  writeErr(std::string("qkmt: ") + (message ? message : "(error object is not a string)") + "\n");
+}
+
+class RunCommand : public ToolCommand {
+ public:
+  const char* name() const override { return "run"; }
+  const char* summary() const override {
+    return "Run a Lua script with the module \"host\", the plug-in as the host drives it";
+  }
+  bool takesRest() const override { return true; }
+
+  void define(CLI::App& command) override {
+    command.footer(
+        "SCRIPT and every word after it belong to the script (--help too); - reads the script from\n"
+        "standard input. The script finds its arguments in the global `arg` and in `...`.\n"
+        "`require \"host\"` gives the plug-in over a host stand-in; see the README.\n"
+        "Exit status: 0 when everything ran to its end, 1 on an error (its message and a stack\n"
+        "traceback on standard error) or, with --strict, an error box or a lost material name,\n"
+        "2 usage error.");
+    command.add_option("-e", code_, "Run the Lua chunk CODE first; may be given several times")
+        ->type_name("CODE")
+        ->allow_extra_args(false);
+    addMountOption(command, mounts_);
+    command.add_flag("--strict", strict_,
+                     "Exit with status 1 when the run showed an error box or a scene lost a material name");
+    command.add_option("script", shownOnly_, "The Lua script to run, - for standard input")
+        ->type_name("SCRIPT");
+    command.add_option("args", shownOnly_, "The script's arguments")->type_name("ARGS...");
+  }
+
+  int run(const Invocation& invocation) override {
+    const bool hasScript = invocation.rest < invocation.words.size();
+    if (!hasScript && code_.empty()) {
+      writeErr("qkmt run: a SCRIPT or -e CODE is wanted; see 'qkmt help run'\n");
+      return 2;
+    }
+    if (const int mounted = applyMounts(mounts_)) return mounted;
+    HostSession session(loaderSpelling(defaultPlugCfgDir()));
+    int status = 0;
+    {
+      StateHolder state;
+      lua_State* L = state.L;
+      qk_lua_openlibs(L);
+      qkmt_preload_host(L, session);
+      setArg(L, invocation);
+      lua_pushcfunction(L, traceback);
+      const int handler = lua_gettop(L);
+      for (const std::string& code : code_) {
+        status = luaL_loadbuffer(L, code.data(), code.size(), "=(command line)");
+        if (status == 0) status = qk_lua_pcall(L, 0, 0, handler);
+        if (status != 0) break;
+      }
+      if (status == 0 && hasScript) status = runScript(L, invocation, handler);
+      if (status != 0) report(L);
+    }
+    status = status == 0 ? 0 : 1;
+    const int boxes = session.services().errorBoxes();
+    const int warnings = session.warnings();
+    if (strict_ && (boxes || warnings)) {
+      writeErr(qk_format("qkmt: --strict: the run showed %d error %s and %d %s\n", boxes,
+                         boxes == 1 ? "box" : "boxes", warnings, warnings == 1 ? "warning" : "warnings"));
+      status = 1;
+    }
+    return status;
+  }
+
+ private:
+  std::vector<std::string> code_;
+  std::vector<std::string> mounts_;
+  bool strict_ = false;
+  std::string shownOnly_;  // SCRIPT and ARGS are shown in the help; the words come unparsed
+};
 
 }  // namespace
 
-CLI::App* addRunCommand(CLI::App& app, std::function<int()>& runner) {
-  auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand(
-      "run", "Run a Lua script with the module \"host\", the plug-in as the host drives it");
-  command->prefix_command();
-  command->footer(
-      "The script finds its arguments in the global `arg` and in `...`. `require \"host\"` gives the\n"
-      "plug-in over a host stand-in; see the README. Exit status: 0 when the script ran to its end,\n"
-      "1 on an error (its message on standard error), 2 usage error.");
-  addMountOption(*command, options->mounts);
-  addVerboseFlag(*command);
-  command->add_option("script", options->script, "The Lua script to run")->required();
-  runner = [options, command] {
-    options->args = command->remaining();
-    return run(*options);
-  };
-  return command;
-}
+std::unique_ptr<ToolCommand> makeRunCommand() { return std::make_unique<RunCommand>(); }

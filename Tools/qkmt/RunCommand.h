@@ -1,13 +1,20 @@
-// qkmt run SCRIPT [ARGS...]: runs a Lua script in a state of the script host, with the built-in
-// module "host" (HostModule.h) that drives the whole plug-in as the host would.
+// qkmt run [-e CODE]... [--strict] [SCRIPT [ARGS...]]: runs Lua in a state of the script host, with
+// the built-in module "host" (HostModule.h) that drives the whole plug-in as the host would.
 //
-// The state is made by qk_lua_newstate and qk_lua_openlibs. The script's arguments are in the
-// global `arg` as the stock interpreter puts them (arg[0] the script, arg[1]... its arguments, the
-// words before the script at negative indexes) and are also passed to the chunk as `...`. An error
-// ends the run with its message on standard error and exit status 1.
+// As the stock interpreter does: each -e CODE runs first, in order (chunk name "(command line)");
+// then SCRIPT, or standard input for "-" (chunk name "stdin"; a first line beginning with "#" is
+// skipped). SCRIPT and every word after it belong to the script, `--help` included; "--" before
+// SCRIPT ends the options. The words are in the global `arg` as the stock interpreter puts them
+// (arg[0] the script, arg[1]... its arguments, the words before the script at negative indexes)
+// and are passed to the chunk as `...`. A script file is loaded by qk_lua_loadfile, so its chunk
+// name is its path as given: messages read [string "tour.lua"]:12: ...
+//
+// The state is made by qk_lua_newstate and qk_lua_openlibs. An uncaught error ends the run with
+// "qkmt: " and its message and a stack traceback on standard error, and exit status 1. --strict
+// also makes the status 1 when the run showed an error box (an error or warning icon) or warned
+// that a loaded scene lost a material name. 2 is a usage error.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include "ToolCommand.h"
 
-CLI::App* addRunCommand(CLI::App& app, std::function<int()>& run);
+std::unique_ptr<ToolCommand> makeRunCommand();

@@ -1,5 +1,7 @@
 #include "ScenePrint.h"
 
+#include <algorithm>
+
 #include "ChunkReader.h"
 #include "JsonWriter.h"
 #include "MaterialAttrib.h"
@@ -146,14 +148,14 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
                               record.objects.size(), record.scene.size());
   for (size_t i = 0; i < record.objects.size(); ++i) {
     const SceneObjectRecord& object = record.objects[i];
-    out +=
-        qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quotedText(utf8(object.name)) + "\n";
+    out += qk_format("object %zu  %s ", i, sceneObjectTypeName(object.type)) + quotedText(utf8(object.name)) +
+           "\n";
     if (object.type == SceneObjectType::MultiMaterial)
       out += "  sub-materials: " + references(object.subs) + "\n";
     if (object.type == SceneObjectType::Map) out += "  sub-maps: " + references(object.subs) + "\n";
     for (const SceneSlotRecord& slot : object.slots)
-      out +=
-          "  slot " + quotedText(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) + "\n";
+      out += "  slot " + quotedText(utf8(slot.name)) + (slot.on ? " on: " : " off: ") + reference(slot.map) +
+             "\n";
     for (const SceneAttribRecord& attrib : object.attribs) {
       if (!isMaterialAttrib(attrib)) {
         out += qk_format("  attribute of class (0x%08X, 0x%08X), super class 0x%X: %zu bytes\n",
@@ -165,16 +167,18 @@ std::string sceneText(const std::string& name, const ChunkFile& file, const Scen
       try {
         savedText(readSavedMaterialAttrib(file, attrib.data), out);
       } catch (const SceneError& error) {
-        throw SceneError(qk_format("object %zu (%s): ", i, quotedText(utf8(object.name)).c_str()) + error.what());
+        throw SceneError(qk_format("object %zu (%s): ", i, quotedText(utf8(object.name)).c_str()) +
+                         error.what());
       }
     }
   }
   return out + "scene: " + references(record.scene) + "\n";
 }
 
-std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
+std::string sceneJson(const std::string& name, const ChunkFile& file, const SceneRecord& record) {
   JsonWriter json;
   json.beginMap();
+  json.text("file", name);
   json.key("objects").beginArray();
   for (size_t i = 0; i < record.objects.size(); ++i) {
     try {
@@ -187,19 +191,64 @@ std::string sceneJson(const ChunkFile& file, const SceneRecord& record) {
   json.endArray();
   objectIndexes(json.key("scene"), record.scene);
   json.endMap();
-  return json.text();
+  return json.document();
 }
 
-void chunkTree(const std::string& bytes, std::string& out) {
-  walkChunks(bytes, [&](const ChunkNode& node, int) {
-    const std::string indent(static_cast<size_t>(node.depth) * 2, ' ');
-    if (node.container) {
-      out += qk_format("%s0x%04X at %zu, length %u: chunks\n", indent.c_str(), node.id, node.offset,
-                       node.length);
-    } else {
-      out += qk_format("%s0x%04X at %zu, length %u: %zu bytes\n", indent.c_str(), node.id, node.offset,
-                       node.length, node.bodySize());
-      out += hexLines(std::string_view(bytes).substr(node.body(), node.bodySize()), indent + "    ");
+std::string sceneErrorJson(const std::string& name, const std::string& error) {
+  JsonWriter json;
+  json.beginMap();
+  json.text("file", name);
+  json.text("error", error);
+  json.endMap();
+  return json.document();
+}
+
+std::string chunkTree(std::string_view bytes, std::string& out) {
+  struct Level {
+    size_t end;
+    std::string where;
+  };
+  std::vector<Level> levels{{bytes.size(), "the file"}};
+  std::string firstBreak;
+  const auto stop = [&](std::string text) { return firstBreak.empty() ? text : firstBreak; };
+  for (size_t at = 0;;) {
+    while (levels.size() > 1 && at == levels.back().end) levels.pop_back();
+    if (at == levels.back().end) return firstBreak;
+    const size_t left = levels.back().end - at;
+    const int depth = static_cast<int>(levels.size()) - 1;
+    const std::string indent(static_cast<size_t>(depth) * 2, ' ');
+    if (left < CHUNK_HEADER_SIZE)
+      return stop(qk_format("truncated chunk header at offset %zu: %zu bytes left in %s", at, left,
+                            levels.back().where.c_str()));
+    const USHORT id = u16At(bytes, at);
+    const uint32_t field = u32At(bytes, at + 2);
+    const bool container = (field & CHUNK_CONTAINER_BIT) != 0;
+    const uint32_t length = field & ~CHUNK_CONTAINER_BIT;
+    if (length < CHUNK_HEADER_SIZE)
+      return stop(qk_format("chunk 0x%04X at offset %zu: length %u is shorter than its 6-byte header", id, at,
+                            length));
+    const std::string runsPast =
+        qk_format("chunk 0x%04X at offset %zu: length %u runs past the end of %s (%zu bytes left)", id, at,
+                  length, levels.back().where.c_str(), left);
+    if (length > left && !container) return stop(runsPast);
+    if (container && depth + 1 >= MAX_CHUNK_DEPTH)
+      return stop(qk_format("chunk 0x%04X at offset %zu: chunks nested deeper than %d levels", id, at,
+                            MAX_CHUNK_DEPTH));
+    if (!container) {
+      out += qk_format("%s0x%04X at %zu, length %u: %u bytes\n", indent.c_str(), id, at, length,
+                       length - CHUNK_HEADER_SIZE);
+      out += hexLines(bytes.substr(at + CHUNK_HEADER_SIZE, length - CHUNK_HEADER_SIZE), indent + "    ");
+      at += length;
+      continue;
     }
-  });
+    if (length > left) {
+      if (firstBreak.empty()) firstBreak = runsPast;
+      out += qk_format("%s0x%04X at %zu, length %u: chunks, cut to the %zu bytes there\n", indent.c_str(), id,
+                       at, length, left);
+    } else {
+      out += qk_format("%s0x%04X at %zu, length %u: chunks\n", indent.c_str(), id, at, length);
+    }
+    levels.push_back({at + std::min<size_t>(length, left), qk_format("chunk 0x%04X at offset %zu", id, at)});
+    at += CHUNK_HEADER_SIZE;
+  }
 }

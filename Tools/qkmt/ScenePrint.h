@@ -28,8 +28,13 @@ SavedMaterialAttrib readSavedMaterialAttrib(const ChunkFile& file, int data);
 
 // The scene as text, one block per object; `name` is the file's name for the heading.
 std::string sceneText(const std::string& name, const ChunkFile& file, const SceneRecord& record);
-// The scene as one JSON document.
-std::string sceneJson(const ChunkFile& file, const SceneRecord& record);
+// The scene as one JSON document, `name` as its "file".
+std::string sceneJson(const std::string& name, const ChunkFile& file, const SceneRecord& record);
+// The document of a file that can't be shown: {"file":..., "error":...}.
+std::string sceneErrorJson(const std::string& name, const std::string& error);
 // The chunk tree, chunk by chunk as it is checked, with ids, offsets, lengths and data bodies in
-// hexadecimal; appended to `out` so that what came before a broken chunk stays when it throws.
-void chunkTree(const std::string& bytes, std::string& out);
+// hexadecimal, appended to `out`. Every intact chunk before a break is shown: a container whose
+// length runs past the end of its parent (a cut file) is shown with what is there and walked; the
+// walk ends at the first chunk that isn't intact. Answers the first break in the words of the
+// chunk file's own check (ChunkFile.h), empty for an intact tree.
+std::string chunkTree(std::string_view bytes, std::string& out);

@@ -1,5 +1,6 @@
 #include "ToolPaths.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -22,4 +23,12 @@ std::string bundledExamplesDir() {
     if (fs::exists(installed / "materials.lua", error)) return installed.string();
   }
   return QKMT_EXAMPLES_DIR;
+}
+
+std::string defaultPlugCfgDir() {
+  const char* env = std::getenv("QKMT_PLUGCFG");
+  if (env && *env) return env;
+  std::error_code error;
+  if (fs::is_regular_file("materials.lua", error)) return ".";
+  return bundledExamplesDir();
 }

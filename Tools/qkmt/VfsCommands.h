@@ -9,9 +9,8 @@
 // write (the reason on standard error), 2 usage error.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include "ToolCommand.h"
 
-// Adds the three commands. The answer runs whichever of them was parsed, or answers -1 when none
-// was.
-std::function<int()> addVfsCommands(CLI::App& app);
+std::unique_ptr<ToolCommand> makeLsCommand();
+std::unique_ptr<ToolCommand> makeStatCommand();
+std::unique_ptr<ToolCommand> makeCatCommand();

@@ -29,14 +29,9 @@ std::string renderListing(const std::vector<VfsListEntry>& entries) {
 
 std::string renderListingJson(const std::string& path, const std::vector<VfsListEntry>& entries) {
   JsonWriter json;
-  json.beginMap().key("path").string(path).key("entries").beginArray();
+  json.beginMap().text("path", path).key("entries").beginArray();
   for (const VfsListEntry& entry : entries)
-    json.beginMap()
-        .key("name")
-        .string(entry.name)
-        .key("type")
-        .string(entry.type == 2 ? "dir" : "file")
-        .endMap();
+    json.beginMap().text("name", entry.name).key("type").string(entry.type == 2 ? "dir" : "file").endMap();
   json.endArray().endMap();
-  return json.text() + "\n";
+  return json.document() + "\n";
 }

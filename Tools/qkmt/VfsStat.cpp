@@ -99,14 +99,13 @@ std::string renderStat(const VfsStatReport& report) {
 std::string renderStatJson(const VfsStatReport& report) {
   const bool file = report.info.type != qkvfs::kDirectory;
   JsonWriter json;
-  json.beginMap().key("path").string(report.path).key("type").string(file ? "file" : "dir");
+  json.beginMap().text("path", report.path).key("type").string(file ? "file" : "dir");
   if (file) {
     json.key("size").integer(static_cast<long long>(report.info.size));
     json.key("time").integer(static_cast<long long>(report.info.time));
-    json.key("source").string(report.sources.empty() ? std::string() : report.sources.front());
-    json.key("copies").beginArray();
-    for (const std::string& source : report.sources) json.string(source);
-    json.endArray().key("metadata").beginMap();
+    json.text("source", report.sources.empty() ? std::string() : report.sources.front());
+    json.texts("copies", report.sources);
+    json.key("metadata").beginMap();
     for (const auto& [key, value] : report.metadata) {
       json.key(key).beginMap().key("type").string(type_name(value.tag)).key("value");
       if (value.tag == qk::MetadataValue::INTEGER)
@@ -120,5 +119,5 @@ std::string renderStatJson(const VfsStatReport& report) {
     json.endMap();
   }
   json.endMap();
-  return json.text() + "\n";
+  return json.document() + "\n";
 }

@@ -1,41 +1,27 @@
 // qkmt: the command-line face of the material plug-in and its core library.
-#include <functional>
-#include <string>
-
-#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <cstring>
 
 #include "CatalogueCommand.h"
-#include "MountOption.h"
+#include "CommandLine.h"
 #include "RunCommand.h"
 #include "SceneCommand.h"
 #include "VfsCommands.h"
+#include "qk_assert.h"
 #include "qk_log.h"
 
 int main(int argc, char** argv) {
-  CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work"};
-  app.set_version_flag("--version", std::string("qkmt ") + QKMT_VERSION);
-  app.require_subcommand(1);
-  // The log's DEBUG lines are hidden unless -v is given, before the command or among its options.
+  // QK_ABORT_ON_ASSERT=1: a failed assertion prints its report and aborts, without a question.
+  if (const char* abort_on_assert = std::getenv("QK_ABORT_ON_ASSERT"))
+    qkAssert::abort_on_assert = std::strcmp(abort_on_assert, "1") == 0;
+  // The log's DEBUG lines (such as "Mounted: ...") reach standard error only with -v.
   qk_log_set_stderr_levels(0xFFFFu & ~unsigned(qk::log::DEBUG));
-  addVerboseFlag(app);
-
-  std::function<int()> catalogue;
-  CLI::App* catalogueCommand = addCatalogueCommand(app, catalogue);
-  std::function<int()> run;
-  CLI::App* runCommand = addRunCommand(app, run);
-  std::function<int()> scene;
-  CLI::App* sceneCommand = addSceneCommand(app, scene);
-  const std::function<int()> vfs = addVfsCommands(app);
-
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    const int status = app.exit(error);
-    return status == 0 ? 0 : 2;  // help and version succeed; anything else is a usage error
-  }
-  if (const int status = vfs(); status >= 0) return status;
-  if (catalogueCommand->parsed()) return catalogue();
-  if (runCommand->parsed()) return run();
-  if (sceneCommand->parsed()) return scene();
-  return 2;
+  ToolCommandList commands;
+  commands.push_back(makeCatalogueCommand());
+  commands.push_back(makeRunCommand());
+  commands.push_back(makeSceneCommand());
+  commands.push_back(makeLsCommand());
+  commands.push_back(makeStatCommand());
+  commands.push_back(makeCatCommand());
+  return runCommandLine(argc, argv, commands);
 }

@@ -1,6 +1,6 @@
 // A main for benchmark programs whose benchmarks run beside a peer (the stock library, the plain
 // call): after the run, each pair's ratio of real time per iteration is printed. With
-// --benchmark_repetitions the ratio is that of the two means.
+// --benchmark_repetitions the ratio is that of the two medians.
 #pragma once
 
 #include <cstdio>
@@ -22,17 +22,17 @@ class RecordingReporter : public benchmark::ConsoleReporter {
     for (const Run& run : runs)
       if (run.run_type == Run::RT_Iteration && !run.error_occurred)
         realTime[run.benchmark_name()] = run.GetAdjustedRealTime();
-      else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "mean")
-        meanTime[run.run_name.str()] = run.GetAdjustedRealTime();
+      else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+        medianTime[run.run_name.str()] = run.GetAdjustedRealTime();
     ConsoleReporter::ReportRuns(runs);
   }
   std::map<std::string, double> realTime;
-  std::map<std::string, double> meanTime;
+  std::map<std::string, double> medianTime;
 
-  // The mean of the repetitions when there were some, else the one run's time; 0 if unknown.
+  // The median of the repetitions when there were some, else the one run's time; 0 if unknown.
   double timeOf(const std::string& name) const {
-    auto mean = meanTime.find(name);
-    if (mean != meanTime.end()) return mean->second;
+    auto median = medianTime.find(name);
+    if (median != medianTime.end()) return median->second;
     auto one = realTime.find(name);
     return one != realTime.end() ? one->second : 0;
   }

@@ -7,15 +7,21 @@ import subprocess
 import tempfile
 import unittest
 
-QKMT = os.environ["QKMT"]
+from clisupport import QKMT, as_nobody_or_skip
+
 DATA = os.path.join(os.environ["QK_TEST_DATA"], "catalogues")
 EXAMPLES = os.environ["QK_EXAMPLES"]
 
 
-def qkmt(*args, cwd=None, env_extra=None):
+def qkmt(*args, cwd=None, env_extra=None, **kwargs):
     env = {k: v for k, v in os.environ.items() if k != "QKMT_PLUGCFG"}
     env.update(env_extra or {})
-    return subprocess.run([QKMT, *args], cwd=cwd, env=env, capture_output=True)
+    return subprocess.run([QKMT, *args], cwd=cwd, env=env, capture_output=True, **kwargs)
+
+
+def with_file(document, file):
+    """A catalogue document of tests/data with its "file" member put in front, as qkmt writes it."""
+    return b'{"file":' + json.dumps(file).encode() + b"," + document[1:]
 
 
 class Catalogue(unittest.TestCase):
@@ -23,10 +29,10 @@ class Catalogue(unittest.TestCase):
         self.dir = tempfile.mkdtemp(prefix="qkmt-")
         self.addCleanup(shutil.rmtree, self.dir)
 
-    def write(self, name, text):
+    def write(self, name, text, mode="w"):
         path = os.path.join(self.dir, name)
         os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "w") as f:
+        with open(path, mode) as f:
             f.write(text)
         return path
 
@@ -36,12 +42,13 @@ class Catalogue(unittest.TestCase):
 
     # ---- the bundled example -------------------------------------------------------------------
 
-    def test_default_is_the_bundled_example(self):
+    def test_default_is_the_bundled_example_and_its_file_is_named(self):
         result = qkmt("catalogue", "--json", cwd=self.dir)
         self.assertEqual(result.returncode, 0, result.stderr)
+        file = os.path.relpath(EXAMPLES, self.dir) + "/materials.lua"
         with open(os.path.join(DATA, "example.json"), "rb") as f:
-            self.assertEqual(result.stdout, f.read())
-        self.assertEqual(result.stderr, b"")
+            self.assertEqual(result.stdout, with_file(f.read(), file))
+        self.assertEqual(result.stderr.decode(), "qkmt: catalogue %s\n" % file)
 
     def test_text_output_has_one_block_per_material_in_list_order(self):
         names = [m["name"] for m in json.loads(qkmt("catalogue", "--json").stdout)["materials"]]
@@ -55,28 +62,29 @@ class Catalogue(unittest.TestCase):
 
     # ---- finding the catalogue -----------------------------------------------------------------
 
-    def test_plugcfg_option_and_environment_name_the_directory(self):
-        self.write("cfg/materials.lua", "materials = { from_option = {} }")
-        self.write("env/materials.lua", "materials = { from_env = {} }")
-        for args, env in ((["--plugcfg", "cfg"], None),
-                          (["--plugcfg", os.path.join(self.dir, "cfg")], None),
-                          ([], {"QKMT_PLUGCFG": "cfg"})):
+    def test_option_then_environment_then_working_directory_then_bundled(self):
+        for folder, name in (("cfg", "cfg"), ("env", "env"), (".", "here")):
+            self.write(folder + "/materials.lua", "materials = { %s = {} }" % name)
+
+        def found(*args, env=None):
             result = qkmt("catalogue", "--json", *args, cwd=self.dir, env_extra=env)
             self.assertEqual(result.returncode, 0, result.stderr)
-            self.assertEqual(json.loads(result.stdout)["materials"][0]["name"], "from_option")
-            self.write("cfg/materials.lua", "materials = { from_option = {} }")
-        result = qkmt("catalogue", "--json", cwd=self.dir, env_extra={"QKMT_PLUGCFG": "env"})
-        self.assertEqual(json.loads(result.stdout)["materials"][0]["name"], "from_env")
-        result = qkmt("catalogue", "--json", "--plugcfg", "cfg", cwd=self.dir,
-                      env_extra={"QKMT_PLUGCFG": "env"})
-        self.assertEqual(json.loads(result.stdout)["materials"][0]["name"], "from_option")
+            doc = json.loads(result.stdout)
+            return doc["materials"][0]["name"], doc["file"]
+
+        self.assertEqual(found("--plugcfg", "cfg", env={"QKMT_PLUGCFG": "env"}), ("cfg", "cfg/materials.lua"))
+        self.assertEqual(found("--plugcfg", os.path.join(self.dir, "cfg")), ("cfg", "cfg/materials.lua"))
+        self.assertEqual(found(env={"QKMT_PLUGCFG": "env"}), ("env", "env/materials.lua"))
+        self.assertEqual(found(), ("here", "./materials.lua"))
+        os.remove(os.path.join(self.dir, "materials.lua"))
+        self.assertEqual(found()[0], "glass")
 
     def test_a_file_argument_is_loaded_directly(self):
         for path in ("single.lua", os.path.join(DATA, "single.lua")):
             result = qkmt("catalogue", "--json", path, cwd=DATA)
             self.assertEqual(result.returncode, 0, result.stderr)
             with open(os.path.join(DATA, "single.json"), "rb") as f:
-                self.assertEqual(result.stdout, f.read())
+                self.assertEqual(result.stdout, with_file(f.read(), "single.lua"))
 
     def test_an_empty_catalogue_succeeds(self):
         self.write("materials.lua", "materials = {}")
@@ -84,7 +92,36 @@ class Catalogue(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
         self.assertEqual(result.stdout, b"The catalogue has no materials.\n")
         result = qkmt("catalogue", "--json", "materials.lua", cwd=self.dir)
-        self.assertEqual(result.stdout, b'{"load_failed":false,"materials":[]}\n')
+        self.assertEqual(result.stdout, b'{"file":"materials.lua","load_failed":false,"materials":[]}\n')
+
+    # ---- one valid JSON document ---------------------------------------------------------------
+
+    def test_the_scripts_own_output_goes_to_standard_error(self):
+        self.write("materials.lua", 'print("printed") io.write("written\\n") materials = { a = {} }')
+        for args in (["--json"], [], ["--lint", "--json"]):
+            result = qkmt("catalogue", "materials.lua", *args, cwd=self.dir)
+            self.assertNotIn(b"printed", result.stdout)
+            self.assertIn(b"printed\nwritten\n", result.stderr)
+        json.loads(qkmt("catalogue", "materials.lua", "--json", cwd=self.dir).stdout)
+
+    def test_texts_that_are_not_utf8_stay_valid_json_and_lossless(self):
+        self.write("materials.lua", b'materials = { ["B\xe9ton"] = { allowed_nodes = { "ok", "n\xff" } } }', "wb")
+        result = qkmt("catalogue", "--json", "materials.lua", cwd=self.dir)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        material = json.loads(result.stdout.decode("utf-8"))["materials"][0]
+        self.assertEqual(material["name"], "B\ufffdton")
+        self.assertEqual(bytes.fromhex(material["name_bytes"]), b"B\xe9ton")
+        self.assertEqual(material["allowed_nodes"], ["n\ufffd", "ok"])
+        self.assertEqual(material["allowed_nodes_bytes"], ["6eff", None])
+        self.assertNotIn("shader_name_bytes", material)
+        self.assertIn(b"B\\xE9ton  (1 of 1)\n", qkmt("catalogue", "materials.lua", cwd=self.dir).stdout)
+
+    def test_a_failure_carries_the_box_and_the_file(self):
+        self.write("run.lua", "error('no')")
+        result = qkmt("catalogue", "--json", "run.lua", cwd=self.dir)
+        self.assertEqual(json.loads(result.stdout), {
+            "file": "run.lua", "load_failed": True, "materials": [],
+            "error": "Can't parse file: run.lua. Reason: [string \"run.lua\"]:1: no"})
 
     # ---- failures ------------------------------------------------------------------------------
 
@@ -99,8 +136,19 @@ class Catalogue(unittest.TestCase):
         for name, (script, message) in cases.items():
             self.write(name, script)
             self.expect_box(qkmt("catalogue", name, cwd=self.dir), message)
-        self.expect_box(qkmt("catalogue", "absent.lua", cwd=self.dir),
-                        "Can't load file: absent.lua. Reason: no file 'absent.lua'")
+
+    def test_missing_directory_and_unreadable_are_told_apart_after_the_box(self):
+        os.mkdir(os.path.join(self.dir, "folder"))
+        for name, reason in (("absent.lua", "No such file or directory"), ("folder", "Is a directory")):
+            result = qkmt("catalogue", name, cwd=self.dir)
+            self.expect_box(result, "Can't load file: %s. Reason: no file '%s'" % (name, name))
+            self.assertIn("\nqkmt: %s: %s\n" % (name, reason), result.stderr.decode())
+            doc = json.loads(qkmt("catalogue", name, "--json", cwd=self.dir).stdout)
+            self.assertEqual(doc["reason"], reason)
+        os.chmod(self.dir, 0o755)
+        os.chmod(self.write("secret.lua", "materials = {}"), 0)
+        result = qkmt("catalogue", "secret.lua", cwd=self.dir, **as_nobody_or_skip(self))
+        self.assertIn("\nqkmt: secret.lua: Permission denied\n", result.stderr.decode())
 
     def test_the_default_path_failure_names_the_looked_up_file(self):
         os.mkdir(os.path.join(self.dir, "empty"))
@@ -127,21 +175,23 @@ class Catalogue(unittest.TestCase):
     # ---- the command line ----------------------------------------------------------------------
 
     def test_usage_errors_exit_with_2(self):
-        for args in ([], ["frobnicate"], ["catalogue", "--bogus"], ["catalogue", ""],
+        for args in ([], ["frobnicate"], ["catalogue", "--bogus"], ["catalogue", ""], ["help", "frobnicate"],
                      ["catalogue", "--plugcfg", "x", "file.lua"], ["catalogue", "a.lua", "b.lua"]):
             result = qkmt(*args, cwd=self.dir)
             self.assertEqual(result.returncode, 2, (args, result.stderr))
             self.assertNotEqual(result.stderr, b"")
+        self.assertIn(b"'frobnicate' is not a qkmt command", qkmt("frobnicate").stderr)
 
-    def test_help_and_version(self):
-        for args in (["--help"], ["catalogue", "--help"]):
+    def test_help_and_version_on_every_command(self):
+        for args in (["--help"], ["help"], ["catalogue", "--help"], ["help", "catalogue"]):
             result = qkmt(*args)
             self.assertEqual(result.returncode, 0)
-            self.assertIn(b"Usage:", result.stdout)
-        self.assertIn(b"--plugcfg", qkmt("catalogue", "--help").stdout)
-        result = qkmt("--version")
-        self.assertEqual(result.returncode, 0)
-        self.assertRegex(result.stdout.decode(), r"^qkmt \d+\.\d+\.\d+\n$")
+            self.assertIn(b"Usage: qkmt", result.stdout)
+        self.assertIn(b"--plugcfg", qkmt("help", "catalogue").stdout)
+        for args in (["--version"], ["catalogue", "--version"], ["run", "--version"], ["scene", "--version"]):
+            result = qkmt(*args)
+            self.assertEqual(result.returncode, 0, args)
+            self.assertRegex(result.stdout.decode(), r"^qkmt \d+\.\d+\.\d+\n$")
 
 
 if __name__ == "__main__":

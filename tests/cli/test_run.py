@@ -7,7 +7,7 @@ import tempfile
 import textwrap
 import unittest
 
-QKMT = os.environ["QKMT"]
+from clisupport import QKMT, as_nobody_or_skip
 
 CATALOGUE = """
 materials = {
@@ -27,12 +27,15 @@ class HostScripts(unittest.TestCase):
         with open(os.path.join(self.dir, "cfg", "materials.lua"), "w") as f:
             f.write(CATALOGUE)
 
-    def run_script(self, body, *args):
+    def qkmt(self, *args, **kwargs):
+        env = {k: v for k, v in os.environ.items() if k != "QKMT_PLUGCFG"}
+        return subprocess.run([QKMT, *args], cwd=self.dir, env=env, capture_output=True, **kwargs)
+
+    def run_script(self, body, *args, options=()):
         script = os.path.join(self.dir, "script.lua")
         with open(script, "w") as f:
             f.write('local host = require "host"\nhost.set_plugcfg("cfg")\n' + textwrap.dedent(body))
-        env = {k: v for k, v in os.environ.items() if k != "QKMT_PLUGCFG"}
-        return subprocess.run([QKMT, "run", "script.lua", *args], cwd=self.dir, env=env, capture_output=True)
+        return self.qkmt("run", *options, "script.lua", *args)
 
     def expect_output(self, body, expected, *args):
         result = self.run_script(body, *args)
@@ -42,17 +45,55 @@ class HostScripts(unittest.TestCase):
 
     # ---- the command ---------------------------------------------------------------------------
 
-    def test_arguments_reach_arg_and_the_chunk(self):
-        self.expect_output('print(arg[0], arg[1], arg[2], arg[-1], select("#", ...), ...)',
-                           "script.lua\ta\t--b\trun\t2\ta\t--b\n", "a", "--b")
+    def test_every_word_after_the_script_is_the_scripts(self):
+        self.expect_output('print(arg[0], arg[1], arg[2], arg[3], arg[-1], select("#", ...), ...)',
+                           "script.lua\ta\t--b\t--help\trun\t3\ta\t--b\t--help\n", "a", "--b", "--help")
+        with open(os.path.join(self.dir, "-odd.lua"), "w") as f:
+            f.write("print(arg[-1], arg[0], ...)")
+        self.assertEqual(self.qkmt("run", "--", "-odd.lua", "-e").stdout, b"--\t-odd.lua\t-e\n")
 
-    def test_an_error_ends_with_its_message_and_status_1(self):
-        result = self.run_script('error("boom")')
+    def test_code_and_standard_input_run_as_the_stock_interpreter_runs_them(self):
+        result = self.qkmt("run", "-e", "x = 1", "-e", "print(x + 1, arg[-2])", "-", "a",
+                           input=b"#!/usr/bin/env qkmt\nprint('stdin', x, ...)\nerror('late')\n")
         self.assertEqual(result.returncode, 1)
-        self.assertIn(b'script.lua"]:3: boom\n', result.stderr)
-        missing = subprocess.run([QKMT, "run", "nothing.lua"], cwd=self.dir, capture_output=True)
-        self.assertEqual(missing.returncode, 1)
-        self.assertIn(b"no file 'nothing.lua'", missing.stderr)
+        self.assertEqual(result.stdout, b"2\t-e\nstdin\t1\ta\n")
+        self.assertIn(b"qkmt: stdin:3: late\nstack traceback:\n", result.stderr)
+        self.assertIn(b"(command line):1:", self.qkmt("run", "-e", "error('x')").stderr)
+        for args in ([], ["--strict"], ["-e"], ["--bogus", "script.lua"]):
+            self.assertEqual(self.qkmt("run", *args).returncode, 2, args)
+
+    def test_an_uncaught_error_ends_with_a_traceback_and_status_1(self):
+        result = self.run_script('local function inner() error("boom") end\ninner()')
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr.decode().splitlines(), [
+            'qkmt: [string "script.lua"]:3: boom', "stack traceback:", "\t[C]: in function 'error'",
+            '\t[string "script.lua"]:3: in function \'inner\'', '\t[string "script.lua"]:4: in main chunk'])
+
+    def test_missing_directory_and_unreadable_scripts_are_told_apart(self):
+        os.mkdir(os.path.join(self.dir, "folder"))
+        for name, reason in (("nothing.lua", "No such file or directory"), ("folder", "Is a directory")):
+            result = self.qkmt("run", name)
+            self.assertEqual((result.returncode, result.stderr.decode()), (1, "qkmt: %s: %s\n" % (name, reason)))
+        os.chmod(self.dir, 0o755)
+        with open(os.path.join(self.dir, "secret.lua"), "w") as f:
+            f.write("print(1)")
+        os.chmod(os.path.join(self.dir, "secret.lua"), 0)
+        result = self.qkmt("run", "secret.lua", **as_nobody_or_skip(self))
+        self.assertEqual(result.stderr, b"qkmt: secret.lua: Permission denied\n")
+
+    def test_errors_of_host_functions_carry_the_line_and_the_name(self):
+        result = self.run_script("""
+            local m = host.material("m")
+            for _, call in ipairs({ function() host.SetMaterial(m) end, function() host.scene(5) end,
+                                    function() host.panel(m) end, function() host.load("none.qks") end }) do
+              print(select(2, pcall(call)))
+            end
+            """)
+        self.assertEqual(result.stdout.decode().splitlines(), [
+            '[string "script.lua"]:5: SetMaterial wanted 2, got 1',
+            '[string "script.lua"]:5: bad argument #1 to \'scene\' (table expected, got number)',
+            '[string "script.lua"]:6: host.panel: m has no material attribute',
+            '[string "script.lua"]:6: host.load: none.qks: No such file or directory'])
 
     # ---- the script functions ------------------------------------------------------------------
 
@@ -158,7 +199,7 @@ class HostScripts(unittest.TestCase):
             3
             building\ttrue\ttrue\ttrue
             entered
-            false\tthe panel is closed
+            false\tpanel:refresh: the panel is closed
             """)
 
     def test_the_panel_widens_its_wide_controls_to_the_rollup(self):
@@ -242,6 +283,53 @@ class HostScripts(unittest.TestCase):
             "version": 5, "name": "building", "user_uniforms": "k=v", "opacity": 6, "depth_bias": False,
             "shadow_caster": True, "only_shadow_caster": False, "decal": 5})
 
+    def test_host_objects_show_what_a_walk_of_the_scene_needs(self):
+        self.expect_output("""
+            local inner = host.texmap("inner")
+            local bricks = host.texmap("bricks", { inner, false })
+            local wall = host.material("Wall", { { name = "Diffuse Color", map = bricks }, { name = "Bump", on = false } })
+            local multi = host.multi("Multi", { wall, false })
+            local function show(o)
+              local slots = {}
+              for _, s in ipairs(o.map_slots) do slots[#slots + 1] = s.name .. (s.on and "+" or "-") .. tostring(s.map) end
+              local subs = o.sub_materials and #o.sub_materials or "none"
+              print(o.kind, o.name, subs, table.concat(slots, " "))
+            end
+            show(multi) show(wall) show(bricks)
+            print(multi.sub_materials[1] == wall, multi.sub_materials[2], wall.map_slots[1].map == bricks)
+            """, """\
+            multi-material\tMulti\t2\t
+            material\tWall\t0\tDiffuse Color+map: bricks Bump-false
+            map\tbricks\tnone\tMap 1+map: inner Map 2+false
+            true\tfalse\ttrue
+            """)
+
+    def test_strict_fails_on_error_boxes_and_cleared_names(self):
+        os.makedirs(os.path.join(self.dir, "poorer"))
+        with open(os.path.join(self.dir, "poorer", "materials.lua"), "w") as f:
+            f.write("materials = { default = {} }")
+        self.expect_output("""
+            local wall = host.material("Wall")
+            host.SetMaterial(wall, "glass")
+            host.scene({ wall })
+            host.save("scene.qks")
+            """, "")
+        load = 'host.set_plugcfg("poorer") host.load("scene.qks") print(host.describe(host.scene()[1]).name == "")'
+        warning = ('qkmt: warning: scene.qks: material "Wall": "glass" isn\'t in the catalogue, so its material '
+                   'name was cleared on load\n')
+        plain = self.run_script(load)
+        self.assertEqual((plain.returncode, plain.stdout, plain.stderr.decode()), (0, b"true\n", warning))
+        strict = self.run_script(load, options=["--strict"])
+        self.assertEqual(strict.returncode, 1)
+        self.assertEqual(strict.stderr.decode(), warning + "qkmt: --strict: the run showed 0 error boxes and 1 warning\n")
+        boxed = self.run_script('host.set_plugcfg("nowhere") host.CreateMaterialAttrib(host.material("m"))',
+                                options=["--strict"])
+        self.assertEqual(boxed.returncode, 1)
+        self.assertEqual(boxed.stderr.decode().splitlines()[1:], [
+            "qkmt: nowhere/materials.lua: No such file or directory",
+            "qkmt: --strict: the run showed 1 error box and 0 warnings"])
+        self.assertEqual(self.run_script("host.tool(1000)", options=["--strict"]).returncode, 0)
+
     def test_the_bundled_tour_runs_against_the_bundled_catalogue(self):
         tour = os.path.join(os.environ["QK_EXAMPLES"], "tour.lua")
         env = {k: v for k, v in os.environ.items() if k != "QKMT_PLUGCFG"}
@@ -256,7 +344,8 @@ class HostScripts(unittest.TestCase):
             f.write(b"\x00\x20\x40\x00\x00\x80\x01\x20")
         result = self.run_script('print(pcall(host.load, "bad.qks"))')
         self.assertEqual(result.stdout.decode(),
-                         "false\tbad.qks: chunk 0x2000 at offset 0: length 64 runs past the end of the file (8 bytes left)\n")
+                         "false\thost.load: bad.qks: chunk 0x2000 at offset 0: length 64 runs past the end of the file "
+                         "(8 bytes left)\n")
 
 
 if __name__ == "__main__":

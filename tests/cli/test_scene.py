@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-QKMT = os.environ["QKMT"]
+from clisupport import QKMT
 
 
 def chunk(cid, body=b"", container=False):
@@ -116,6 +116,30 @@ class Scene(unittest.TestCase):
                                                                     "        00 00 00 00"])
         self.assertEqual(result.stderr.decode(), "qkmt scene: s.qks: chunk 0x2012 at offset 32: length 60 runs past "
                                                  "the end of chunk 0x2010 at offset 16 (10 bytes left)\n")
+
+    def test_the_chunk_tree_of_a_cut_file_shows_every_intact_chunk_then_the_break(self):
+        good = scene((0, "m", attribute(SAVED)))
+        whole = self.qkmt(self.write(good), "--chunks").stdout.decode().splitlines()
+        plain = self.qkmt(self.write(good[:-3]))
+        result = self.qkmt("s.qks", "--chunks")
+        self.assertEqual(result.returncode, 1)
+        lines = result.stdout.decode().splitlines()
+        self.assertEqual(lines[0], "0x2000 at 0, length %d: chunks, cut to the %d bytes there" % (len(good), len(good) - 3))
+        self.assertEqual(lines[1:], whole[1:-2])  # all but the cut list of the scene, 0x2030
+        self.assertEqual(whole[-2], "  0x2030 at %d, length 10: 4 bytes" % (len(good) - 10))
+        self.assertEqual(result.stderr, plain.stderr)
+        doc = json.loads(self.qkmt("s.qks", "--json").stdout)
+        self.assertEqual(doc, {"file": "s.qks", "error": plain.stderr.decode()[len("qkmt scene: s.qks: "):-1]})
+
+    def test_chunks_and_plain_share_the_exit_rule(self):
+        for data in (b"", scene((0, "m", b""), listed=(3,))):
+            self.write(data)
+            plain, chunks = self.qkmt("s.qks"), self.qkmt("s.qks", "--chunks")
+            self.assertEqual((plain.returncode, chunks.returncode), (1, 1), data)
+            self.assertEqual(chunks.stderr, plain.stderr)
+        self.assertEqual(chunks.stdout.decode().count("\n"), 10)  # the whole tree, then the error
+        os.mkdir(os.path.join(self.dir, "folder"))
+        self.assertEqual(self.qkmt("folder").stderr, b"qkmt scene: folder: Is a directory\n")
 
     def test_json_and_chunks_are_exclusive(self):
         self.assertEqual(self.qkmt(self.write(b""), "--json", "--chunks").returncode, 2)

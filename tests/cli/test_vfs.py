@@ -99,7 +99,7 @@ class Vfs(unittest.TestCase):
             r = subprocess.run([QKMT, "cat", "--mount", "Data:/", "/textures/rock.dds"], cwd=self.dir, stdout=full,
                                stderr=subprocess.PIPE)
         self.assertEqual(r.returncode, 1)
-        self.assertIn(b"qkmt: standard output: No space left on device", r.stderr)
+        self.assertIn(b"qkmt: standard output can't be written: No space left on device", r.stderr)
 
     def test_run_reads_virtual_paths_through_the_mounts(self):
         self.put("scripts/lib/util.lua", b"return { twice = function(x) return 2 * x end }")

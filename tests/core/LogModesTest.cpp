@@ -65,8 +65,7 @@ TEST_F(LogModes, AnEmptyPoolDropsAndCounts) {
 TEST_F(LogModes, TheWorkerWritesWhatTwoThreadsQueued) {
   const uint64_t dropped = qk_log_dropped();
   ASSERT_TRUE(qk_log_start(qk_log_options{}));
-  EXPECT_NE(qk_log_is_enabled("LOG", qk::log::INFO), 0);
-  EXPECT_EQ(qk_log_is_enabled("LOG", qk::log::DEBUG), 0);  // nothing takes DEBUG
+  EXPECT_EQ(qk_log_is_enabled("LOG", qk::log::INFO), 0);  // no output takes anything
   auto produce = [](const char* name) {
     for (int i = 0; i < 3000; ++i) qk_log("LOG", i % 2 ? qk::log::ERROR : qk::log::INFO, "%s %d", name, i);
   };

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "log/LogOutputs.h"
+#include "log/LogState.h"
 #include "platform/qk_platform.h"
 #include "qk_log.h"
 
@@ -39,7 +41,7 @@ int log_console_colour(unsigned level) {
 }
 
 void dispatch_log_record(const LogRecord& record, const LogLineSettings& settings) {
-  // The outputs of the log's rules come first; there are none yet.
+  write_log_outputs(record, settings, log_immediate());
   if (record.level & log::TRACE) return;
   format_line(record, settings);
   to_debugger();

@@ -1,4 +1,4 @@
-// LogQueue: the log's intrusive first-in first-out list of committed records.
+// LogQueue: the log's intrusive first-in first-out list of committed records and requests.
 //
 // A stub node heads the list: its `next` is the first record, and the stub itself when the list
 // is empty; a record whose `next` is the stub is the last. The tail word is a spin lock held for
@@ -21,9 +21,9 @@ class LogQueue {
   LogQueue(const LogQueue&) = delete;
   LogQueue& operator=(const LogQueue&) = delete;
 
-  void push(LogRecord* record) noexcept;
-  // The first record, or null when the list is empty. One consumer at a time.
-  LogRecord* pop() noexcept;
+  void push(LogItem* item) noexcept;
+  // The first item, or null when the list is empty. One consumer at a time.
+  LogItem* pop() noexcept;
 
  private:
   LogLink* lock_tail() noexcept;

@@ -1,9 +1,11 @@
 // The log's record: one message (or one request to the log's worker) on its way to the outputs.
 //
-// Records of messages come from the log's two pools or are its one static record; they are
-// released, never deleted. A record belongs to one thread at a time: the logging thread until it
-// is committed, then the queue's consumer. Its link is its first word, so that the spin-word free
-// stacks and the queue can hold it.
+// Everything the log's queue holds begins with a LogItem: the link, then the kind. Records of
+// messages (LogRecord) come from the log's two pools or are its one static record; they are
+// released, never deleted. Requests (rule sets, backup requests, queries) are in log/LogRequests.h.
+// An item belongs to one thread at a time: the thread that made it until it is queued, then the
+// queue's consumer. Its link is its first word, so that the spin-word free stacks and the queue
+// can hold it.
 #pragma once
 
 #include <atomic>
@@ -26,8 +28,14 @@ enum LogRecordType : uint32_t {
   LOG_RECORD_RESERVED = 4,  // a heap object: freed
 };
 
-struct LogRecord : LogLink {
-  uint32_t type = LOG_RECORD_MESSAGE;
+// The head of everything the queue holds.
+struct LogItem : LogLink {
+  uint32_t type;
+
+  constexpr explicit LogItem(uint32_t kind) noexcept : type(kind) {}
+};
+
+struct LogRecord : LogItem {
   double time = 0.0;       // seconds of the log's monotonic clock
   uint32_t level = 0;      // as passed in, RELIABLE included
   uint32_t reserved = 0;   // written by no one; handed to listeners
@@ -35,7 +43,7 @@ struct LogRecord : LogLink {
   FixedString<64> module;
   PathBuffer<255> text;  // 256 bytes in place
 
-  constexpr LogRecord() noexcept {}
+  constexpr LogRecord() noexcept : LogItem(LOG_RECORD_MESSAGE) {}
 };
 
 }  // namespace qk

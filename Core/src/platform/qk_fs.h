@@ -169,3 +169,31 @@ qk_platform_error qk_platform_mapping_create(qk_platform_file file, uint64_t siz
 const void* qk_platform_map_view(qk_platform_mapping mapping, uint64_t size);
 void qk_platform_unmap_view(const void* view, uint64_t size);
 void qk_platform_mapping_close(qk_platform_mapping mapping);
+
+// ---- Replacing a file whole ------------------------------------------------------------------
+//
+// A file that is written is replaced only once its new content is whole. qk_fs_replace_begin
+// makes a new file beside the target, in the same folder, under a hidden name nobody else uses
+// (".NAME.XXXXXXXX.tmp", the name cut so that it fits); the caller writes the content through
+// `file`; qk_fs_replace_commit flushes it to the disk, renames it over the target and flushes the
+// folder. Until that rename the old file is untouched, and on any failure the temporary file is
+// removed: the target is either the old file or the whole new one. qk_fs_replace_abandon gives up
+// (a replacement object not committed must be abandoned).
+//
+// The new file takes the old one's permission bits (the owner stays the writer's); a new name gets
+// 0666 less the umask. A link is followed: the file it names is replaced, and the link stays. A
+// folder is refused with EISDIR before anything is made. A target that exists and isn't a regular
+// file (a device such as /dev/null or /dev/full, a pipe) can't be replaced: it is opened and
+// written in place, and `temporary` stays empty. Nothing is logged; each call answers 0 or the
+// system's error number (qk_system_error_text gives its words). One thread per replacement object.
+struct qk_fs_replacement {
+  qk_platform_file file;  // where the content goes
+  std::string target;     // the file that is replaced (a link's destination)
+  std::string temporary;  // the temporary file, empty when the target is written in place
+};
+
+qk_platform_error qk_fs_replace_begin(std::string_view path, qk_fs_replacement& replacement);
+// Flushes, closes and renames; the file is closed whatever the answer.
+qk_platform_error qk_fs_replace_commit(qk_fs_replacement& replacement);
+// Closes the file and removes the temporary one; nothing for a replacement that is over.
+void qk_fs_replace_abandon(qk_fs_replacement& replacement);

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // ---- Process ---------------------------------------------------------------------------------
 
@@ -90,6 +91,44 @@ bool qk_platform_debug_output_open();
 // is 0 at once.
 int qk_platform_ask_abort_retry_ignore(const char* title, const char* text);
 
+// ---- The controlling terminal -----------------------------------------------------------------
+//
+// A question that only the person at the process's controlling terminal may answer, whatever its
+// standard streams are redirected to. One question at a time; the caller serialises.
+
+struct qk_platform_terminal;
+
+// Opens the controlling terminal; null when the process has none (as in CI, or in a daemon). While
+// it is open, the terminal's end-of-file key is an ordinary character, so that a line ends only
+// with Enter and a stray Ctrl-D can't end the question.
+qk_platform_terminal* qk_platform_terminal_open();
+// Restores the terminal's settings and closes it. Null is ignored.
+void qk_platform_terminal_close(qk_platform_terminal* terminal);
+void qk_platform_terminal_write(qk_platform_terminal* terminal, const char* data, size_t size);
+// Reads one line, without its line end; at most 1024 bytes of it are kept. False when the terminal
+// hung up or failed: no answer will come from it.
+bool qk_platform_terminal_read_line(qk_platform_terminal* terminal, std::string& line);
+
+// ---- Debugger --------------------------------------------------------------------------------
+
+// True when a debugger is attached: on Linux, when /proc/self/status names a tracer.
+bool qk_platform_debugger_present();
+uint32_t qk_platform_process_id();
+void qk_platform_sleep(uint32_t milliseconds);
+
+// Finds `program` in the folders of PATH, as the shell would; false when none holds it as an
+// executable file.
+bool qk_platform_find_program(const char* program, std::string& path);
+
+// Launches the debugger `debugger` (a path, as qk_platform_find_program gives it) to attach to
+// this process, and waits without limit until the launch has ended. The launch is a process of
+// its own, which starts `debugger -q -p PID -ex continue` on the controlling terminal (standard
+// streams are kept when there is none) and ends as soon as the debugger is attached, with status
+// 0, or when the debugger ends first, with the debugger's status (1 for a status of 0 or a signal).
+// The process allows its descendants to trace it (PR_SET_PTRACER) for the launch. False when the
+// launch couldn't be started; else `exit_code` holds its status.
+bool qk_platform_launch_debugger(const std::string& debugger, int& exit_code);
+
 // ---- Files -----------------------------------------------------------------------------------
 
 // A file opened for reading; `handle` is invalid (-1) when the open failed.
@@ -101,3 +140,13 @@ struct qk_platform_file {
 // Reads up to `size` bytes; the count read, 0 at the end, -1 on failure.
 int64_t qk_platform_read(qk_platform_file file, void* data, size_t size);
 void qk_platform_close(qk_platform_file file);
+
+// ---- Standard output -------------------------------------------------------------------------
+
+// Sends what the process writes to standard output to standard error instead, until
+// qk_platform_stdout_restore with the answer: so that a script's own output can't mix with what a
+// tool prints as its result. The C runtime's buffer of stdout is flushed before the switch and
+// again before the restore, so each piece lands on the side it was written for. Answers -1 when
+// nothing could be switched (and nothing changed). Main thread only: the switch is process-wide.
+int qk_platform_stdout_divert();
+void qk_platform_stdout_restore(int token);
