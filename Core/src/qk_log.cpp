@@ -268,6 +268,7 @@ bool qk_log_fatal_tripped() { return fatal_tripped.load(); }
 void qk_log_set_fatal_levels(unsigned levels) { fatal_levels.store(levels); }
 void qk_log_set_debug_string_only(bool on) { debug_string_only.store(on); }
 void qk_log_set_console_format(unsigned format) { console_format.store(format); }
+void qk_log_set_stderr_levels(unsigned levels) { qk::set_log_stderr_levels(levels); }
 void qk_log_set_extra_info(size_t (*callback)(char*, size_t)) { extra_info.store(callback); }
 
 // ---- Start and stop --------------------------------------------------------------------------

@@ -262,6 +262,9 @@ void qk_log_stop();
 
 // While not started: serve only the debugger channel.
 void qk_log_set_debug_string_only(bool on);
+// The levels whose lines are written to standard error (every level at first; RELIABLE doesn't
+// count). The debugger channel and the outputs keep every line. A tool hides DEBUG with it.
+void qk_log_set_stderr_levels(unsigned levels);
 // The format word of the console and debugger line; FULL at first.
 void qk_log_set_console_format(unsigned format);
 // The callback of the EXTRA_INFO piece (null for none).

@@ -38,3 +38,15 @@ int qk_lua_open_io(lua_State* L);
 int qk_lua_open_os(lua_State* L);
 int qk_lua_open_debug(lua_State* L);
 int qk_lua_open_log(lua_State* L);
+
+// The loading functions that the openers install (qk_lua_loaders.cpp):
+//   loadfile(name)  qk_lua_loadfile: the chunk, or nil and the message;
+//   dofile(name)    qk_lua_loadfile, then runs the chunk and answers its results; a failure to
+//                   load is raised;
+//   the package loader, package.loaders[2] with the package table as its upvalue: each template of
+//   package.path ("?" replaced by the module name, its dots made "/") through qk_lua_load_source.
+//   A missing file adds "\n\tno file '%s'" to the answer; a chunk that fails to load raises
+//   "error loading module '%s' from file '%s':\n\t%s".
+int qk_lua_loadfile_function(lua_State* L);
+int qk_lua_dofile_function(lua_State* L);
+int qk_lua_package_loader(lua_State* L);

@@ -1,8 +1,9 @@
 // The openers of the libraries that qk_lua_openlibs opens.
 //
-// Each opener starts from Lua's stock library of its name. In this build the system's own base
-// functions, package loaders, io, os and log library are not there yet: the stock libraries serve,
-// and the log library is an empty table.
+// Each opener starts from Lua's stock library of its name. In this build the system's own print,
+// the built-in module loader, io, os and log library are not there yet: the stock libraries serve,
+// and the log library is an empty table. `loadfile`, `dofile` and the Lua module loader are the
+// system's, so that names beginning with "/" come from the virtual file system.
 #include "qk_lua.h"
 
 namespace {
@@ -12,8 +13,25 @@ const char* const hidden_debug_functions[] = {nullptr};
 
 }  // namespace
 
-int qk_lua_open_base(lua_State* L) { return luaopen_base(L); }
-int qk_lua_open_package(lua_State* L) { return luaopen_package(L); }
+int qk_lua_open_base(lua_State* L) {
+  const int results = luaopen_base(L);
+  lua_register(L, "loadfile", qk_lua_loadfile_function);
+  lua_register(L, "dofile", qk_lua_dofile_function);
+  return results;
+}
+
+int qk_lua_open_package(lua_State* L) {
+  const int results = luaopen_package(L);
+  const int package = lua_gettop(L);
+  lua_getfield(L, package, "loaders");
+  if (!lua_isnil(L, -1)) {
+    lua_pushvalue(L, package);
+    lua_pushcclosure(L, qk_lua_package_loader, 1);
+    lua_rawseti(L, -2, 2);
+  }
+  lua_pop(L, 1);
+  return results;
+}
 int qk_lua_open_io(lua_State* L) { return luaopen_io(L); }
 int qk_lua_open_os(lua_State* L) { return luaopen_os(L); }
 

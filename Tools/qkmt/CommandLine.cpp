@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "MountOption.h"
 #include "ToolOutput.h"
 
 namespace {
@@ -61,6 +62,7 @@ int parseAndRun(int argc, char** argv, ToolCommandList& commands) {
   CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work", "qkmt"};
   app.set_version_flag("--version", std::string("qkmt ") + QKMT_VERSION, "Print the version and exit");
   app.fallthrough();
+  addVerboseFlag(app);
   app.require_subcommand(0, 1);
   app.footer("Run 'qkmt help COMMAND' for the options of a command.");
   std::vector<std::pair<CLI::App*, ToolCommand*>> subcommands;

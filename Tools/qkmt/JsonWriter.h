@@ -57,6 +57,10 @@ class JsonWriter {
     yajl_gen_integer(gen_.get(), value);
     return *this;
   }
+  JsonWriter& real(double value) {
+    yajl_gen_double(gen_.get(), value);
+    return *this;
+  }
   JsonWriter& boolean(bool value) {
     yajl_gen_bool(gen_.get(), value);
     return *this;

@@ -7,6 +7,7 @@
 #include "HostModule.h"
 #include "HostSession.h"
 #include "RunStats.h"
+#include "MountOption.h"
 #include "ToolFiles.h"
 #include "ToolOutput.h"
 #include "ToolPaths.h"
@@ -118,6 +119,7 @@ class RunCommand : public ToolCommand {
     command.add_option("-e", code_, "Run the Lua chunk CODE first; may be given several times")
         ->type_name("CODE")
         ->allow_extra_args(false);
+    addMountOption(command, mounts_);
     command.add_flag("--stats", stats_,
                      "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
     command.add_flag("--strict", strict_,
@@ -134,6 +136,7 @@ class RunCommand : public ToolCommand {
       return 2;
     }
     RunStats stats(stats_);
+    if (const int mounted = applyMounts(mounts_)) return mounted;
     HostSession session(loaderSpelling(defaultPlugCfgDir()));
     int status = 0;
     {
@@ -166,6 +169,7 @@ class RunCommand : public ToolCommand {
 
  private:
   std::vector<std::string> code_;
+  std::vector<std::string> mounts_;
   bool strict_ = false;
   bool stats_ = false;
   std::string shownOnly_;  // SCRIPT and ARGS are shown in the help; the words come unparsed

@@ -20,19 +20,28 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
 
   // The texts of the ERROR lines under QKCORESTATIC written since the capture began; ends it.
-  std::vector<std::string> errors() {
+  std::vector<std::string> errors() { return matching("ERROR  ", false); }
+
+  // Every line under QKCORESTATIC as "LEVEL text" (the level's word without its padding); ends it.
+  std::vector<std::string> lines() { return matching("[A-Z_]+ *", true); }
+
+ private:
+  std::vector<std::string> matching(const std::string& level, bool with_level) {
     taken_ = true;
     const std::string captured = testing::internal::GetCapturedStderr();
-    static const std::regex line("^\\S+ \\S+ ERROR   QKCORESTATIC \\([^)]*\\): (.*)$");
+    const std::regex line("^\\S+ \\S+ (" + level + ") QKCORESTATIC \\([^)]*\\): (.*)$");
     std::vector<std::string> texts;
     std::istringstream lines(captured);
     std::smatch match;
-    for (std::string text; std::getline(lines, text);)
-      if (std::regex_match(text, match, line)) texts.push_back(match[1]);
+    for (std::string text; std::getline(lines, text);) {
+      if (!std::regex_match(text, match, line)) continue;
+      std::string word = match[1];
+      word.erase(word.find_last_not_of(' ') + 1);
+      texts.push_back(with_level ? word + " " + std::string(match[2]) : std::string(match[2]));
+    }
     return texts;
   }
 
- private:
   bool taken_ = false;
 };
 

@@ -1,5 +1,7 @@
 #include "log/LogConsole.h"
 
+#include <atomic>
+
 #include "log/LogOutputs.h"
 #include "log/LogState.h"
 #include "platform/qk_platform.h"
@@ -11,6 +13,7 @@ namespace {
 
 LogLineBuffer line;
 char16_t wide_line[65536];  // a line of 65,535 bytes and its terminator fit in any case
+std::atomic<unsigned> stderr_levels{0xFFFF};
 
 void format_line(const LogRecord& record, const LogLineSettings& settings) {
   format_log_line(line, settings.format, record, settings.wall_clock_base, settings.extra_info);
@@ -42,6 +45,7 @@ void dispatch_log_record(const LogRecord& record, const LogLineSettings& setting
   if (record.level & log::TRACE) return;
   format_line(record, settings);
   to_debugger();
+  if (!(record.level & ~unsigned(log::RELIABLE) & stderr_levels.load())) return;
   if (!qk_platform_stderr_is_console()) {
     qk_platform_write_stderr(line.data(), line.size());
     return;
@@ -50,6 +54,8 @@ void dispatch_log_record(const LogRecord& record, const LogLineSettings& setting
   qk_platform_write_stderr(line.data(), line.size());
   qk_platform_set_console_colour(7);
 }
+
+void set_log_stderr_levels(unsigned levels) { stderr_levels.store(levels); }
 
 void write_log_record_to_debugger(const LogRecord& record, const LogLineSettings& settings) {
   format_line(record, settings);

@@ -23,6 +23,8 @@ int log_console_colour(unsigned level);
 
 // Dispatches a record: outputs, then (unless TRACE) the debugger channel and standard error.
 void dispatch_log_record(const LogRecord& record, const LogLineSettings& settings);
+// The levels whose lines reach standard error (all at first); the debugger channel is unaffected.
+void set_log_stderr_levels(unsigned levels);
 // The uninitialised debugger-only mode: the line to the debugger channel alone.
 void write_log_record_to_debugger(const LogRecord& record, const LogLineSettings& settings);
 

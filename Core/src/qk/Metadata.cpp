@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "qk/JsonNode.h"
+
 namespace qk {
 
 namespace {
@@ -51,6 +53,34 @@ void metadataSetString(MetadataMap& map, std::string_view key, std::string_view 
   entry.tag = MetadataValue::STRING;
   entry.number = 0;
   entry.text.assign(value);
+}
+
+// ---- The metadata document -------------------------------------------------------------------
+
+void parseMetadataJson(const char* text, MetadataTable& table) {
+  if (!text || !*text) return;
+  const JsonDocument document(text);
+  const JsonNode root = document.root();
+  for (size_t f = 0; f < root.size(); ++f) {
+    const std::string path(root.key(f));
+    const JsonNode file = root.value(f);
+    for (size_t k = 0; k < file.size(); ++k) {
+      const std::string key(file.key(k));
+      const JsonNode entry = file.value(k);
+      const std::string type = entry.find("type").asString();
+      const JsonNode value = entry.find("value");
+      if (type == "int") {
+        MetadataMap& map = table[path];
+        metadataSetInt(map, key, value.asInt());
+      } else if (type == "float") {
+        MetadataMap& map = table[path];
+        metadataSetFloat(map, key, value.asDouble());
+      } else if (type == "string") {
+        MetadataMap& map = table[path];
+        metadataSetString(map, key, value.asString());
+      }
+    }
+  }
 }
 
 }  // namespace qk

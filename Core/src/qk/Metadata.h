@@ -1,9 +1,11 @@
-// Per-file metadata: tagged values under text keys, as the drivers give them to their files.
+// Per-file metadata: tagged values under text keys, as the drivers give them to their files, and
+// the walk of a `.metadata.json` document that fills a driver's table of them.
 //
 // A MetadataMap belongs to its driver and lives as long as the driver; files hold a pointer to
 // theirs (or null) and only read it. The getters answer false for a null map, a missing key or a
 // value of another tag, and then leave `out` alone; a string comes back as a pointer into the map.
-// Reading is safe from any thread while nobody changes the map.
+// Reading is safe from any thread while nobody changes the map; a driver fills its table once,
+// on one thread, before anyone reads it.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +23,10 @@ struct MetadataValue {
   std::string text;     // for STRING
 };
 
+// Key to value, with the standard hash of the text. Keys compare exactly: no case folding.
 using MetadataMap = std::unordered_map<std::string, MetadataValue>;
+// A driver's table: file path (or name inside an archive) to the file's map.
+using MetadataTable = std::unordered_map<std::string, MetadataMap>;
 
 bool metadataGetInt(const MetadataMap* map, const char* key, int64_t& out);
 bool metadataGetFloat(const MetadataMap* map, const char* key, double& out);
@@ -31,5 +36,23 @@ bool metadataGetString(const MetadataMap* map, const char* key, const char*& out
 void metadataSetInt(MetadataMap& map, std::string_view key, int64_t value);
 void metadataSetFloat(MetadataMap& map, std::string_view key, double value);
 void metadataSetString(MetadataMap& map, std::string_view key, std::string_view value);
+
+// Reads a metadata document into `table`. The text is terminated: YAJL's tree parser reads up to
+// its first zero byte, and the drivers hold a terminated copy of the file. The document is one object with a member per file,
+// whose value is an object with a member per key, whose value is an object with "type" ("int",
+// "float" or "string") and "value":
+//
+//   { "textures/rock.dds": { "lod": { "type": "int", "value": 2 } } }
+//
+// Bad input policy: an empty text is no document and no error; a root or file value that isn't an
+// object has no members; an unknown type text is passed over in silence; "float" takes an integer
+// too. Everything else wrong ends the whole walk with a JsonError: "JSON error: " and YAJL's
+// message for text that isn't JSON, "JsonNode::find() makes no sense for non-objects" for an entry
+// that isn't an object, "Can't get json type" or "Can't get json value" for a missing (or null)
+// member, and "json type error" for a "type" that isn't a string or a "value" that doesn't fit its
+// type. What was stored before the error stays; the file's map is made before the value's type is
+// tested, so it may stand empty. A later entry with the same file and key replaces the earlier.
+// The walk doesn't log: the driver reports the error in its own terms.
+void parseMetadataJson(const char* text, MetadataTable& table);
 
 }  // namespace qk

@@ -14,7 +14,7 @@
 
 namespace qkvfs {
 
-class MemReader final : public IFile {
+class MemReader : public IFile {
  public:
   static constexpr size_t kMaxName = 256;
 

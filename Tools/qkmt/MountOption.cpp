@@ -1,0 +1,65 @@
+#include "MountOption.h"
+
+#include "ToolOutput.h"
+#include "qk_log.h"
+#include "qkvfs/Manager.h"
+#include "qkvfs/qk_vfs.h"
+
+std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& error) {
+  size_t colon = text.find(":/");
+  if (colon == std::string::npos) colon = text.find(':');
+  if (colon == std::string::npos || colon == 0) {
+    error = colon == 0 ? "no source before the mount point" : "expected SOURCE:MOUNTPOINT";
+    return std::nullopt;
+  }
+  MountSpec spec;
+  spec.source = text.substr(0, colon);
+  std::string rest = text.substr(colon + 1);
+  size_t next = rest.find(':');
+  spec.mount_point = rest.substr(0, next);
+  while (next != std::string::npos) {
+    rest = rest.substr(next + 1);
+    if (rest.compare(0, 4, "tag=") == 0) {
+      spec.tag = rest.substr(4);
+      break;
+    }
+    next = rest.find(':');
+    const std::string word = rest.substr(0, next);
+    if (word != "append") {
+      error = "unknown option \"" + word + "\" (append or tag=TAG)";
+      return std::nullopt;
+    }
+    spec.append = true;
+  }
+  return spec;
+}
+
+void addMountOption(CLI::App& command, std::vector<std::string>& texts) {
+  command
+      .add_option("--mount", texts,
+                  "Mount a folder into the virtual file system: SOURCE:MOUNTPOINT[:append][:tag=TAG]; "
+                  "repeatable, later mounts win unless :append is given")
+      ->take_all()
+      ->allow_extra_args(false);
+}
+
+void addVerboseFlag(CLI::App& command) {
+  command.add_flag_callback(
+      "-v,--verbose", [] { qk_log_set_stderr_levels(0xFFFFu); },
+      "Show the log's DEBUG lines too, such as \"Mounted: ...\"");
+}
+
+int applyMounts(const std::vector<std::string>& texts) {
+  for (const std::string& text : texts) {
+    std::string error;
+    const std::optional<MountSpec> spec = parseMountSpec(text, error);
+    if (!spec) {
+      writeErr("qkmt: --mount " + text + ": " + error + "\n");
+      return 2;
+    }
+    const uint64_t id = qkvfs::manager().mount(spec->source.c_str(), spec->mount_point.c_str(), spec->append,
+                                               spec->tag.empty() ? nullptr : spec->tag.c_str(), false);
+    if (id == qkvfs::kMountFailed) return 1;
+  }
+  return 0;
+}
