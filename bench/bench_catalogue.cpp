@@ -1,12 +1,12 @@
 // Loading a catalogue of 2,000 materials with textures and uniforms, against the stock Lua 5.1
 // interpreter's work on the same script (new state, stock libraries, load, run, close) with no
 // reading of the table.
-#include <filesystem>
 #include <fstream>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
+#include "BenchDir.h"
 #include "HostServices.h"
 #include "MaterialsList.h"
 #include "PeerRatio.h"
@@ -66,13 +66,7 @@ BENCHMARK(BM_StockLuaRunsTheScript)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Relative names are real paths; a leading "/" would name the virtual file system.
-  const auto dir = std::filesystem::temp_directory_path() / "qk-bench-catalogue";
-  std::filesystem::create_directories(dir);
-  std::filesystem::current_path(dir);
+  const qkbench::BenchDir dir("bench-catalogue");
   writeCatalogue(2000);
-  const int status = qkbench::runWithRatios(argc, argv,
-                                            {{"BM_LoadMaterialsList", "BM_StockLuaRunsTheScript"}});
-  std::filesystem::remove_all(dir);
-  return status;
+  return qkbench::runWithRatios(argc, argv, {{"BM_LoadMaterialsList", "BM_StockLuaRunsTheScript"}});
 }
