@@ -33,8 +33,9 @@ constexpr size_t kControlBytes = 9;
 constexpr size_t kMaxOutput = size_t(1) << 20;
 constexpr size_t kChunkArea = 1024;  // DecodedOutput's chunk size
 
-// How the reference decoding ended.
-enum class End { Clean, Incomplete, Failed };
+// How a decoding ended. Open: the consumer stopped before the end (a script of steps of 0 bytes,
+// or kMaxOutput reached).
+enum class End { Clean, Incomplete, Failed, Open };
 
 // The reference decodes up to kReferenceBytes, so that a step that starts just below kMaxOutput
 // still has the bytes to be checked against.
@@ -43,7 +44,8 @@ constexpr size_t kReferenceBytes = 2 * kMaxOutput + 1;
 struct Reference {
   std::string bytes;
   End end = End::Clean;
-  bool cut = false;  // stopped at kReferenceBytes: the stream goes on
+  bool cut = false;     // stopped at kReferenceBytes: the stream goes on
+  bool anyEnd = false;  // how a consumer's decoding ends depends on the sizes it decodes into
 };
 
 [[noreturn]] inline void violation(const char* what, size_t position) {
@@ -87,11 +89,15 @@ constexpr size_t kSizes[64] = {
     16384,  16385,  20000,  30000,  32767,  32768,  32769,  40000,  50000,  65535,  65536,  65537,  70000,
     100000, 131071, 131072, 131073, 200000, 262144, 300000, 400000, 500000, 524288, 700000, 1048576};
 
-// Checks `got` bytes just delivered at `position` against the reference.
+// Checks `got` bytes just delivered at `position` against the reference. Before a failure zstd
+// gives more or fewer bytes depending on the pieces it writes into, so past the end of a failing
+// reference's bytes the reader's are taken on trust; the reader must still fail.
 inline void expectReference(const Reference& reference, size_t position, const unsigned char* got,
                             size_t count) {
-  if (position + count > reference.bytes.size()) violation("more bytes than the reference has", position);
-  if (count && std::memcmp(got, reference.bytes.data() + position, count) != 0)
+  const size_t known =
+      position < reference.bytes.size() ? std::min(count, reference.bytes.size() - position) : 0;
+  if (known < count && reference.end != End::Failed) violation("more bytes than the reference has", position);
+  if (known && std::memcmp(got, reference.bytes.data() + position, known) != 0)
     violation("bytes differ from the reference", position);
 }
 
@@ -101,8 +107,10 @@ template <class ReaderT>
 End drive(ReaderT& reader, const uint8_t* script, const Reference& reference, size_t& position) {
   static unsigned char out[1048576];
   position = 0;
+  size_t idle = 0;  // steps in a row that moved nothing
   try {
-    for (size_t step = 0; position < kMaxOutput; ++step) {
+    for (size_t step = 0; position < kMaxOutput && idle < 8; ++step) {
+      const size_t before = position;
       const uint8_t op = script[step % 8];
       const size_t n = kSizes[op >> 2];
       switch (op & 3) {
@@ -142,24 +150,23 @@ End drive(ReaderT& reader, const uint8_t* script, const Reference& reference, si
         }
       }
       (void)reader.remaining();
+      idle = position == before ? idle + 1 : 0;
     }
   } catch (const qk::ReadFormatError&) {
     return End::Incomplete;
   }
-  return End::Clean;  // followed far enough
+  return End::Open;
 }
 
-// The reader's end against the reference's, once the drive is over. `failed` is true when the
-// reader threw the codec's own error. `incompleteEndsQuietly`: the reader's rule for a source that
-// runs dry mid-stream is a clean end (inflate) rather than ReadFormatError (zstd).
-inline void expectSameEnd(End reader, bool failed, const Reference& reference, size_t position,
+// The reader's end against the reference's, once the drive is over (End::Failed: the reader threw
+// the codec's own error). `incompleteEndsQuietly`: the reader's rule for a source that runs dry
+// mid-stream is a clean end (inflate) rather than ReadFormatError (zstd).
+inline void expectSameEnd(End reader, const Reference& reference, size_t position,
                           bool incompleteEndsQuietly) {
-  if (position >= kMaxOutput) return;  // not followed to its end
+  if (reader == End::Open || reference.anyEnd) return;  // not followed to its end, or no telling
   if (reference.cut) violation("the reader ended where the reference goes on", position);
   End expected = reference.end;
   if (expected == End::Incomplete && incompleteEndsQuietly) expected = End::Clean;
-  if (failed != (expected == End::Failed)) violation("the reader failed unlike the reference", position);
-  if (failed) return;
   if (reader != expected) violation("the reader ended unlike the reference", position);
   if (reader == End::Clean && position != reference.bytes.size())
     violation("the reader ended with a length unlike the reference's", position);

@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   expect(std::string(apart.data(), size_t(a.written)) == want, "a tight target isn't the fitting prefix");
 
   std::vector<char> buffer(std::max(room, source.size()));
-  std::memcpy(buffer.data(), source.data(), source.size());
+  if (!source.empty()) std::memcpy(buffer.data(), source.data(), source.size());
   const qk::utf8_result b = qk::transform_utf8(buffer.data(), buffer.data() + room,
                                                std::string_view(buffer.data(), source.size()), qk_case_fold);
   expect(std::string(buffer.data(), size_t(b.written)) == want, "in place differs from a separate target");
