@@ -1,12 +1,15 @@
 // Loading a catalogue of 2,000 materials with textures and uniforms, against the stock Lua 5.1
 // interpreter's work on the same script (new state, stock libraries, load, run, close) with no
 // reading of the table.
-#include <filesystem>
+#include <malloc.h>
+
+#include <cstdlib>
 #include <fstream>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
+#include "BenchDir.h"
 #include "HostServices.h"
 #include "MaterialsList.h"
 #include "PeerRatio.h"
@@ -66,13 +69,15 @@ BENCHMARK(BM_StockLuaRunsTheScript)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Relative names are real paths; a leading "/" would name the virtual file system.
-  const auto dir = std::filesystem::temp_directory_path() / "qk-bench-catalogue";
-  std::filesystem::create_directories(dir);
-  std::filesystem::current_path(dir);
+  // glibc gives the top of its heap back to the system whenever a free leaves more than a
+  // threshold there, and the threshold follows the largest mapped block freed so far. Each
+  // repetition here frees everything, its heap is given back, and the next one faults every page
+  // in again: at ~10 us a fault on a virtual machine, that is most of what a repetition costs, and
+  // which peer pays it depends on a few hundred kilobytes either side of the threshold. A host
+  // loads its catalogue once per process and pays for its pages once. So the threshold is fixed
+  // for both peers; QK_BENCH_DEFAULT_TRIM=1 keeps glibc's own.
+  if (!std::getenv("QK_BENCH_DEFAULT_TRIM")) mallopt(M_TRIM_THRESHOLD, 512 << 20);
+  const qkbench::BenchDir dir("bench-catalogue");
   writeCatalogue(2000);
-  const int status = qkbench::runWithRatios(argc, argv,
-                                            {{"BM_LoadMaterialsList", "BM_StockLuaRunsTheScript"}});
-  std::filesystem::remove_all(dir);
-  return status;
+  return qkbench::runWithRatios(argc, argv, {{"BM_LoadMaterialsList", "BM_StockLuaRunsTheScript"}});
 }

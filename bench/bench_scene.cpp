@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchDir.h"
 #include "HostServices.h"
 #include "HostStandIn.h"
 #include "MaterialAttrib.h"
@@ -97,5 +98,6 @@ BENCHMARK(BM_WalkChunks)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
+  const qkbench::BenchDir dir("bench-scene");  // the catalogue's folder is made in here
   return qkbench::runWithRatios(argc, argv, {{"BM_LoadScene", "BM_WalkChunks"}});
 }

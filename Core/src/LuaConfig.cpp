@@ -1,5 +1,6 @@
 #include "LuaConfig.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <exception>
@@ -16,6 +17,29 @@ int64_t truncate_to_int64(double value) {
   if (!(value > -9223372036854775808.0 && value < 9223372036854775808.0)) return INT64_MIN;
   return static_cast<int64_t>(value);
 }
+
+// Lua's own string form of a number (LUA_NUMBER_FMT, "%.14g") for the common case that needs no
+// formatter: a whole number of at most 14 digits, which that format writes as plain digits (and
+// -0 as "-0", left to Lua). False for every other number, which Lua converts.
+bool whole_number_text(lua_Number value, std::string& out) {
+  if (!(value > -1e14 && value < 1e14) || value != std::trunc(value) || (value == 0 && std::signbit(value)))
+    return false;
+  char digits[24];
+  char* const end = digits + sizeof digits;
+  char* first = end;
+  uint64_t magnitude = uint64_t(value < 0 ? -value : value);
+  do {
+    *--first = char('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  if (value < 0) *--first = '-';
+  out.assign(first, end);
+  return true;
+}
+
+static_assert(sizeof(LUA_NUMBER_FMT) == 6 && LUA_NUMBER_FMT[0] == '%' && LUA_NUMBER_FMT[1] == '.' &&
+                  LUA_NUMBER_FMT[2] == '1' && LUA_NUMBER_FMT[3] == '4' && LUA_NUMBER_FMT[4] == 'g',
+              "whole_number_text writes what \"%.14g\" writes");
 
 }  // namespace
 
@@ -67,8 +91,32 @@ int Config::resolve(const char* path) {
   return 2;
 }
 
-void Config::pushField(const char* path) {
-  const int resolved = resolve(path);
+int Config::resolveOf(std::initializer_list<int> segments) {
+  if (!lua_istable(L, -1)) return 0;
+  if (segments.size() == 1) {
+    lua_pushvalue(L, *segments.begin());
+    return 1;
+  }
+  lua_pushvalue(L, -1);
+  const int* last = segments.end() - 1;
+  for (const int* segment = segments.begin(); segment != last; ++segment) {
+    lua_pushvalue(L, *segment);
+    if (!lua_istable(L, -2)) {
+      lua_pop(L, 2);
+      return 0;
+    }
+    lua_gettable(L, -2);
+    if (lua_isnil(L, -1)) {
+      lua_pop(L, 2);
+      return 0;
+    }
+    lua_remove(L, -2);
+  }
+  lua_pushvalue(L, *last);
+  return 2;
+}
+
+void Config::finishField(int resolved) {
   if (resolved == 0) {
     lua_pushnil(L);
     return;
@@ -77,11 +125,24 @@ void Config::pushField(const char* path) {
   if (resolved == 2) lua_remove(L, -2);
 }
 
-bool Config::pushTable(const char* path) {
-  pushField(path);
+bool Config::keepTable() {
   if (lua_istable(L, -1)) return true;
   lua_pop(L, 1);
   return false;
+}
+
+void Config::pushField(const char* path) { finishField(resolve(path)); }
+
+bool Config::pushTable(const char* path) {
+  pushField(path);
+  return keepTable();
+}
+
+void Config::pushFieldOf(std::initializer_list<int> segments) { finishField(resolveOf(segments)); }
+
+bool Config::pushTableOf(std::initializer_list<int> segments) {
+  pushFieldOf(segments);
+  return keepTable();
 }
 
 void Config::pushIndex(int i) {
@@ -102,7 +163,10 @@ bool Config::popInt(uint32_t& out) {
 
 bool Config::popString(std::string& out) {
   const bool ok = lua_isstring(L, -1) != 0;
-  if (ok) out = lua_tolstring(L, -1, nullptr);  // converts a number in place
+  // A whole number is written here as Lua would write it; Lua converts any other number in place
+  // on the stack, which the pop then drops.
+  if (ok && !(lua_type(L, -1) == LUA_TNUMBER && whole_number_text(lua_tonumber(L, -1), out)))
+    out = lua_tolstring(L, -1, nullptr);
   lua_pop(L, 1);
   return ok;
 }

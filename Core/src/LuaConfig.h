@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
 #include <lua.hpp>
@@ -35,6 +36,13 @@ class Config {
   // Pushes the value at `path` if it is a table; otherwise leaves the stack as it was.
   bool pushTable(const char* path);
 
+  // pushField and pushTable for a path whose segments are strings already on the stack, given by
+  // their absolute indices: the same look-ups in the same order, with the same checks, without
+  // making the segments' strings again (a reader that asks for the same names thousands of times
+  // pushes them once). The caller vouches that each index holds a string without a dot.
+  void pushFieldOf(std::initializer_list<int> segments);
+  bool pushTableOf(std::initializer_list<int> segments);
+
   // Pop the top whatever its type. They answer true and store the value when it has the wanted
   // type, and leave `out` untouched otherwise.
   // A number (or numeric text), cut toward zero to 64 bits; the low 32 bits are stored.
@@ -51,6 +59,11 @@ class Config {
   // (stack unchanged), 1 when the key is on the current table, 2 when it is on the stepped value
   // just below it.
   int resolve(const char* path);
+  // resolve() for segments on the stack.
+  int resolveOf(std::initializer_list<int> segments);
+  // The look-up that follows a resolve answer, and the table check of pushTable.
+  void finishField(int resolved);
+  bool keepTable();
 
   lua_State* L;
   int top;

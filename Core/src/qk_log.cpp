@@ -126,11 +126,11 @@ LogRecord* allocate_record(const char* module, unsigned level) {
 }
 
 void release_record(LogRecord* record) {
-  if (record->type == qk::LOG_RECORD_QUERY) return;
-  if (record->type != qk::LOG_RECORD_MESSAGE) {  // rule sets, backup requests, reserved records
-    delete record;
-    return;
-  }
+  // Only a message is a LogRecord to reset and return. A query lives on its asker's stack; rule
+  // sets, backup requests and reserved records are objects of their own kinds, which free
+  // themselves by their own type, never as a LogRecord. None of those is made in this library yet,
+  // so any of them is left alone here.
+  if (record->type != qk::LOG_RECORD_MESSAGE) return;
   record->time = 0.0;
   record->level = 0;
   record->reserved = 0;

@@ -1,5 +1,11 @@
 #include "qk_utf8.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "qk_memory.h"
+
 namespace {
 
 constexpr qk::wchar kReplacement = 0xFFFD;
@@ -163,9 +169,24 @@ bool qk_utf8_for_each_chunk(
     std::function<bool(qk::wchar* begin, qk::wchar* end, qk::utf8_result chunk)> callback) {
   qk::wchar chunk[32];
   while (!source.empty()) {
+    std::fill(std::begin(chunk), std::end(chunk), kReplacement);
     const qk::utf8_result result = qk_utf8_to_utf16(chunk, chunk + 32, source, false);
     if (!callback(chunk, chunk + result.written, result)) return false;
     source.remove_prefix(size_t(result.consumed));
   }
   return true;
 }
+
+// ---- The transform's source copy -------------------------------------------------------------
+
+qk::detail::Utf8SourceCopy::Utf8SourceCopy(std::string_view source) {
+  if (source.size() > sizeof local_) {
+    heap_ = static_cast<char*>(qk_malloc(source.size()));
+    if (!heap_) return;  // the out-of-memory report returned: nothing to read
+    data_ = heap_;
+  }
+  std::memcpy(data_, source.data(), source.size());
+  size_ = source.size();
+}
+
+qk::detail::Utf8SourceCopy::~Utf8SourceCopy() { std::free(heap_); }

@@ -68,30 +68,73 @@ qk::utf8_result qk_utf16_length(std::string_view source, bool stop_at_incomplete
 
 // Decodes the source in chunks of up to 32 units (never stopping at a cut sequence) and hands
 // each to `callback` with the chunk's result; false from the callback ends the walk with false.
+// The chunk buffer is filled with U+FFFD before each chunk is decoded, so the unit that a lead
+// byte of 0xF8 or more passes over reads as U+FFFD (uncounted in `replaced`, since the decoder
+// stored nothing there) and never as what the stack held before.
 bool qk_utf8_for_each_chunk(
     std::string_view source,
     std::function<bool(qk::wchar* begin, qk::wchar* end, qk::utf8_result chunk)> callback);
 
 namespace qk {
 
+namespace detail {
+
+// A private copy of a transform's source, for a target that overlaps it: 256 bytes in place, a
+// longer source on the heap (qk_malloc; out of memory ends in its report, and should that return,
+// the copy is empty).
+class Utf8SourceCopy {
+ public:
+  explicit Utf8SourceCopy(std::string_view source);
+  ~Utf8SourceCopy();
+  Utf8SourceCopy(const Utf8SourceCopy&) = delete;
+  Utf8SourceCopy& operator=(const Utf8SourceCopy&) = delete;
+  std::string_view view() const { return {data_, size_}; }
+
+ private:
+  char local_[256];
+  char* heap_ = nullptr;
+  char* data_ = local_;
+  size_t size_ = 0;
+};
+
+inline bool ranges_overlap(const char* begin, const char* end, std::string_view source) {
+  const auto b = reinterpret_cast<uintptr_t>(begin), e = reinterpret_cast<uintptr_t>(end);
+  const auto sb = reinterpret_cast<uintptr_t>(source.data());
+  return b < e && !source.empty() && b < sb + source.size() && sb < e;
+}
+
+}  // namespace detail
+
 // Applies `fn` to every UTF-16 unit of `source` and writes the result as UTF-8 to the target,
-// chunk by chunk, until the target is full. The target may be the source's own memory. No
-// terminator is written. `written` counts the bytes stored; `consumed` adds each whole decoded
-// chunk, also the last one when it was written only in part; `replaced` adds what the encoding
-// steps replaced, which is none: U+FFFD units from the decoding are carried through uncounted.
+// chunk by chunk. The walk ends when the source is used up or at the first character whose bytes
+// don't fit the room left; nothing behind that character is written. No terminator is written.
+//
+// The target may be the source's own memory (the fold of a path in its buffer is the common use)
+// or overlap it in any way: the source is then read from a private copy, so that output that
+// grows (U+023A folds from two bytes to three; a malformed byte becomes the three bytes of U+FFFD)
+// never overwrites text not yet read, and the result is the same as into a separate target.
+//
+// `written` counts the bytes stored; `consumed` adds each decoded chunk whole, also the last one
+// when it was written only in part; `replaced` adds what the encoding steps replaced, which is
+// none: U+FFFD units from the decoding are carried through uncounted.
 template <class Fn>
 utf8_result transform_utf8(char* target_begin, char* target_end, std::string_view source, Fn fn) {
+  if (detail::ranges_overlap(target_begin, target_end, source)) {
+    const detail::Utf8SourceCopy copy(source);
+    return transform_utf8(target_begin, target_end, copy.view(), fn);
+  }
   utf8_result total;
   char* out = target_begin;
   qk_utf8_for_each_chunk(source, [&](wchar* begin, wchar* end, utf8_result chunk) {
     if (out >= target_end) return false;
     for (wchar* unit = begin; unit != end; ++unit) *unit = wchar(fn(static_cast<unsigned short>(*unit)));
-    const utf8_result step = qk_utf16_to_utf8(out, target_end, wstring_view(begin, size_t(end - begin)));
+    const size_t units = size_t(end - begin);
+    const utf8_result step = qk_utf16_to_utf8(out, target_end, wstring_view(begin, units));
     out += step.written;
     total.written += step.written;
     total.replaced += step.replaced;
     total.consumed += chunk.consumed;
-    return true;
+    return step.consumed == units;  // a character that didn't fit ends the walk
   });
   return total;
 }

@@ -9,10 +9,13 @@
 //   "Can't parse material: <key>"                         an entry of `materials` isn't a table
 // The tables are read outside a protected call, so a Lua error there (a texture entry that Lua
 // can't index) reaches the state's panic function and ends the process.
+#include <algorithm>
 #include <climits>
 #include <exception>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "HostServices.h"
@@ -59,154 +62,321 @@ std::string convertPathTwice(std::string_view path) {
   return qk_to_utf8(wide.c_str());
 }
 
-// The keys of the table on top, in traversal order, each through `text`. A key that is neither
-// string nor number leaves `text` as it was, so its entry repeats the previous key's text (or what
-// `text` held before the first key). The key is copied before conversion, so that lua_next never
-// sees a converted key. The stack ends as it began.
-void readTableKeys(Lua::Config& config, std::vector<std::string>& keys, std::string& text) {
-  lua_State* L = config.state();
-  keys.clear();
-  lua_pushnil(L);
-  while (lua_next(L, -2)) {
-    lua_pushvalue(L, -2);
-    config.popString(text);
-    keys.push_back(text);
-    lua_pop(L, 1);
-  }
-}
+// ---- Reusable buffers ------------------------------------------------------------------------
+// A catalogue of thousands of materials is read field by field, so the walk keeps its scratch
+// texts and key lists for the whole load: once they have grown, a field costs no allocation beyond
+// what the record keeps.
 
-// The table on top as a uniform block: one line "key=value\r\n" per key in traversal order. A line
-// is formatted into 512 bytes, so a longer one is cut at 511 and loses its line end. A value that
-// is neither string nor number repeats the text before it: the previous key's value, or for the
-// first key the last key that was collected.
-void readUniformBlock(Lua::Config& config, std::string& out) {
-  out.clear();
-  std::vector<std::string> keys;
-  std::string text;
-  readTableKeys(config, keys, text);
-  char line[512];
-  for (const std::string& key : keys) {
-    config.pushField(key.c_str());
-    config.popString(text);
-    qk_snprintf(line, sizeof line, "%s=%s\r\n", key.c_str(), text.c_str());
-    out += line;
+// Texts collected one after another in one block, each ended by a zero byte (the texts come from
+// popString, which never holds a zero byte). Cleared and refilled for each table of one level.
+class KeyList {
+ public:
+  void clear() {
+    bytes_.clear();
+    starts_.clear();
   }
-}
+  void add(const std::string& text) {
+    starts_.push_back(bytes_.size());
+    bytes_.append(text.c_str(), text.size() + 1);
+  }
+  size_t size() const { return starts_.size(); }
+  // Both stay valid until the next add() or clear().
+  const char* c_str(size_t i) const { return bytes_.data() + starts_[i]; }
+  std::string_view view(size_t i) const {
+    const size_t end = i + 1 < starts_.size() ? starts_[i + 1] : bytes_.size();
+    return {bytes_.data() + starts_[i], end - starts_[i] - 1};
+  }
 
-// The table on top as textures, in traversal order. An entry without a text `tex` or a number
-// `channel` is dropped without a word. The fields are reached by dotted paths, so a texture name
-// holding a dot can't be reached.
-void readTextures(Lua::Config& config, std::vector<TextureDesc>& out) {
-  out.clear();
-  std::vector<std::string> keys;
-  std::string text;
-  readTableKeys(config, keys, text);
-  for (const std::string& key : keys) {
-    TextureDesc texture;
-    texture.name = key;
-    config.pushField((key + ".tex").c_str());
-    if (!config.popString(texture.tex)) continue;
-    uint32_t channel = 0;
-    config.pushField((key + ".channel").c_str());
-    if (!config.popInt(channel)) continue;
-    texture.channel = static_cast<int32_t>(channel);
-    if (config.pushTable((key + ".uniforms").c_str())) {
-      readUniformBlock(config, texture.uniforms);
-      lua_pop(config.state(), 1);
+ private:
+  std::string bytes_;
+  std::vector<size_t> starts_;
+};
+
+// The field names the walk asks for in every material. They are pushed on the stack once, below
+// the guarded table, and looked up by their stack slots, so that no look-up makes its name's
+// string again.
+enum FieldName : int {
+  SHADER_NAME,
+  UNIFORMS,
+  TEXTURES,
+  MISC,
+  ALLOWED_NODES,
+  ALLOWED_OBJECTS,
+  DEFAULT_USER_DEFINES,
+  NORMALS,
+  OPACITY,
+  DEPTH_BIAS,
+  SHADOW_CASTER,
+  ONLY_SHADOW_CASTER,
+  TEX,
+  CHANNEL,
+  FIELD_NAME_COUNT
+};
+
+const char* const kFieldNames[FIELD_NAME_COUNT] = {"shader_name",
+                                                   "uniforms",
+                                                   "textures",
+                                                   "misc",
+                                                   "allowed_nodes",
+                                                   "allowed_objects",
+                                                   "default_user_defines",
+                                                   "normals",
+                                                   "opacity",
+                                                   "depthBias",
+                                                   "shadowCaster",
+                                                   "onlyShadowCaster",
+                                                   "tex",
+                                                   "channel"};
+
+// The names on the stack, and one slot for the texture key in hand; the stack goes back to its
+// height when this ends. Made before the guard, so that the guard's table stays on top.
+class FieldNames {
+ public:
+  explicit FieldNames(lua_State* state) : L(state), base_(lua_gettop(state)) {
+    luaL_checkstack(L, FIELD_NAME_COUNT + 1, "field names");
+    for (const char* name : kFieldNames) lua_pushstring(L, name);
+    lua_pushnil(L);
+  }
+  ~FieldNames() { lua_settop(L, base_); }
+  FieldNames(const FieldNames&) = delete;
+  FieldNames& operator=(const FieldNames&) = delete;
+
+  int operator[](FieldName name) const { return base_ + 1 + name; }
+  int keySlot() const { return base_ + 1 + FIELD_NAME_COUNT; }
+
+ private:
+  lua_State* const L;
+  const int base_;
+};
+
+// ---- The walk ----------------------------------------------------------------------------------
+
+// Reads the table `materials` of a state that has run the catalogue script. Holds the stack guard
+// on the table of globals for its life.
+class CatalogueReader {
+ public:
+  explicit CatalogueReader(lua_State* L) : names_(L), config_(L, LUA_GLOBALSINDEX) {}
+
+  // Appends a record for every entry of `materials`, in traversal order. A failure throws Exception
+  // with the records before it in `list`.
+  void readMaterials(const std::string& path, std::vector<MaterialDesc>& list) {
+    if (!config_.pushTable("materials")) throw Exception(std::string("Parsing error in file:") + path);
+    text_.clear();
+    readTableKeys(materialKeys_, text_);
+    list.reserve(list.size() + materialKeys_.size());
+    for (size_t i = 0; i < materialKeys_.size(); ++i) {
+      const char* key = materialKeys_.c_str(i);
+      if (!config_.pushTable(key)) throw Exception("Can't parse material: " + std::string(key));
+      // The record is built in its place in the list (reserved above, so no record moves), and
+      // taken out again should anything be thrown while it is half-built.
+      MaterialDesc& desc = list.emplace_back();
+      try {
+        readMaterial(materialKeys_.view(i), desc);
+      } catch (...) {
+        list.pop_back();
+        throw;
+      }
+      lua_pop(state(), 1);
     }
-    out.push_back(std::move(texture));
+    lua_pop(state(), 1);
   }
-}
 
-int32_t opacityFromText(const std::string& text) {
-  if (text == "blend") return OPACITY_BLEND;
-  if (text == "alpha_test") return OPACITY_ALPHA_TEST;
-  if (text == "sum_blend") return OPACITY_SUM_BLEND;
-  return OPACITY_NONE;
-}
+ private:
+  lua_State* state() const { return config_.state(); }
 
-void readMisc(Lua::Config& config, MaterialDesc& desc) {
-  config.pushField("normals");
-  config.popBool(desc.normals);
-  std::string opacity;
-  config.pushField("opacity");
-  if (config.popString(opacity)) desc.opacity = opacityFromText(opacity);
-  config.pushField("depthBias");
-  config.popBool(desc.depthBias);
-  bool value = true;
-  config.pushField("shadowCaster");
-  if (!config.popBool(value)) value = true;
-  desc.shadowCaster = value;
-  value = false;
-  config.pushField("onlyShadowCaster");
-  if (!config.popBool(value)) value = false;
-  desc.onlyShadowCaster = value;
-}
+  // The field `name` of the table on top.
+  void pushField(FieldName name) { config_.pushFieldOf({names_[name]}); }
+  bool pushTable(FieldName name) { return config_.pushTableOf({names_[name]}); }
 
-// Calls `take` with the elements t[1], t[2], ... of the table on top as text, up to the first that
-// is neither string nor number.
-template <class Take>
-void readArray(Lua::Config& config, Take take) {
-  std::string text;
-  for (int i = 1; i < INT_MAX; ++i) {
-    config.pushIndex(i);
-    if (!config.popString(text)) break;
-    take(text);
+  // The dotted path `key` + "." + `name` of the table on top, where `key` is the text of a texture's
+  // key. A key without a dot is made a string once, into the key slot, for its three look-ups; a
+  // key with dots walks its segments as the path's text says.
+  void takeTextureKey(std::string_view key) {
+    keyHasDot_ = key.find('.') != std::string_view::npos;
+    if (keyHasDot_) return;
+    lua_pushlstring(state(), key.data(), key.size());
+    lua_replace(state(), names_.keySlot());
   }
-}
+  void pushTextureField(std::string_view key, FieldName name) {
+    if (!keyHasDot_) return config_.pushFieldOf({names_.keySlot(), names_[name]});
+    path_.assign(key).append(1, '.').append(kFieldNames[name]);
+    config_.pushField(path_.c_str());
+  }
 
-void readAllowedObjects(Lua::Config& config, std::set<ObjectKind>& out) {
-  readArray(config, [&](const std::string& kind) {
-    if (kind == "Mesh") out.insert(ObjectKind::Mesh);
-    else if (kind == "Spline") out.insert(ObjectKind::Spline);
-    else if (kind == "Line") out.insert(ObjectKind::Line);
-  });
-}
+  // The keys of the table on top, in traversal order, each through `text`. A key that is neither
+  // string nor number leaves `text` as it was, so its entry repeats the previous key's text (or
+  // what `text` held before the first key). The key is copied before conversion, so that lua_next
+  // never sees a converted key. The stack ends as it began.
+  void readTableKeys(KeyList& keys, std::string& text) {
+    lua_State* L = state();
+    keys.clear();
+    lua_pushnil(L);
+    while (lua_next(L, -2)) {
+      lua_pushvalue(L, -2);
+      config_.popString(text);
+      keys.add(text);
+      lua_pop(L, 1);
+    }
+  }
 
-// `name = "value";` for each key with a text value, with no separator between entries.
-void readUserDefines(Lua::Config& config, std::string& out) {
-  std::vector<std::string> keys;
-  std::string text;
-  readTableKeys(config, keys, text);
-  for (const std::string& key : keys) {
-    std::string value;
-    config.pushField(key.c_str());
-    if (config.popString(value)) out += key + " = \"" + value + "\";";
+  // The table on top as a uniform block: one line "key=value\r\n" per key in traversal order. A
+  // line is cut at 511 bytes (it was formatted into 512 bytes), losing its line end. A value that
+  // is neither string nor number repeats the text before it: the previous key's value, or for the
+  // first key the last key that was collected.
+  void readUniformBlock(std::string& out) {
+    block_.clear();  // built here, then copied once at its full size
+    text_.clear();
+    readTableKeys(blockKeys_, text_);
+    for (size_t i = 0; i < blockKeys_.size(); ++i) {
+      config_.pushField(blockKeys_.c_str(i));
+      config_.popString(text_);
+      size_t room = 511;
+      const auto put = [&](const char* bytes, size_t count) {
+        count = std::min(count, room);
+        block_.append(bytes, count);
+        room -= count;
+      };
+      const std::string_view key = blockKeys_.view(i);
+      put(key.data(), key.size());
+      put("=", 1);
+      put(text_.data(), text_.size());
+      put("\r\n", 2);
+    }
+    out.assign(block_);
   }
-}
 
-// Reads the entry `key` of the table `materials` on top into `desc`.
-void readMaterial(Lua::Config& config, const std::string& key, MaterialDesc& desc) {
-  lua_State* L = config.state();
-  if (!config.pushTable(key.c_str())) throw Exception("Can't parse material: " + key);
-  desc.name = canonicalMaterialName(key);
-  config.pushField("shader_name");
-  config.popString(desc.shaderName);
-  if (config.pushTable("uniforms")) {
-    readUniformBlock(config, desc.defaultUniforms);
-    lua_pop(L, 1);
+  // The table on top as textures, in traversal order. An entry without a text `tex` or a number
+  // `channel` is dropped without a word. The fields are reached by dotted paths, so a texture name
+  // holding a dot can't be reached.
+  void readTextures(std::vector<TextureDesc>& out) {
+    out.clear();
+    text_.clear();
+    readTableKeys(textureKeys_, text_);
+    out.reserve(textureKeys_.size());
+    for (size_t i = 0; i < textureKeys_.size(); ++i) {
+      const std::string_view key = textureKeys_.view(i);
+      TextureDesc& texture = out.emplace_back();
+      texture.name.assign(key);
+      takeTextureKey(key);
+      uint32_t channel = 0;
+      pushTextureField(key, TEX);
+      bool keep = config_.popString(texture.tex);
+      if (keep) {
+        pushTextureField(key, CHANNEL);
+        keep = config_.popInt(channel);
+      }
+      if (!keep) {
+        out.pop_back();
+        continue;
+      }
+      texture.channel = static_cast<int32_t>(channel);
+      pushTextureField(key, UNIFORMS);
+      if (lua_istable(state(), -1)) {
+        readUniformBlock(texture.uniforms);
+      }
+      lua_pop(state(), 1);
+    }
   }
-  if (config.pushTable("textures")) {
-    readTextures(config, desc.textures);
-    lua_pop(L, 1);
+
+  static int32_t opacityFromText(const std::string& text) {
+    if (text == "blend") return OPACITY_BLEND;
+    if (text == "alpha_test") return OPACITY_ALPHA_TEST;
+    if (text == "sum_blend") return OPACITY_SUM_BLEND;
+    return OPACITY_NONE;
   }
-  if (config.pushTable("misc")) {
-    readMisc(config, desc);
-    lua_pop(L, 1);
+
+  void readMisc(MaterialDesc& desc) {
+    pushField(NORMALS);
+    config_.popBool(desc.normals);
+    pushField(OPACITY);
+    if (config_.popString(text_)) desc.opacity = opacityFromText(text_);
+    pushField(DEPTH_BIAS);
+    config_.popBool(desc.depthBias);
+    bool value = true;
+    pushField(SHADOW_CASTER);
+    if (!config_.popBool(value)) value = true;
+    desc.shadowCaster = value;
+    value = false;
+    pushField(ONLY_SHADOW_CASTER);
+    if (!config_.popBool(value)) value = false;
+    desc.onlyShadowCaster = value;
   }
-  if (config.pushTable("allowed_nodes")) {
-    readArray(config, [&](const std::string& node) { desc.allowedNodes.insert(node); });
-    lua_pop(L, 1);
+
+  // Calls `take` with the elements t[1], t[2], ... of the table on top as text, up to the first
+  // that is neither string nor number.
+  template <class Take>
+  void readArray(Take take) {
+    for (int i = 1; i < INT_MAX; ++i) {
+      config_.pushIndex(i);
+      if (!config_.popString(text_)) break;
+      take(text_);
+    }
   }
-  if (config.pushTable("allowed_objects")) {
-    readAllowedObjects(config, desc.allowedObjects);
-    lua_pop(L, 1);
+
+  void readAllowedObjects(std::set<ObjectKind>& out) {
+    readArray([&](const std::string& kind) {
+      if (kind == "Mesh")
+        out.insert(ObjectKind::Mesh);
+      else if (kind == "Spline")
+        out.insert(ObjectKind::Spline);
+      else if (kind == "Line")
+        out.insert(ObjectKind::Line);
+    });
   }
-  if (config.pushTable("default_user_defines")) {
-    readUserDefines(config, desc.defaultUserDefines);
-    lua_pop(L, 1);
+
+  // `name = "value";` for each key with a text value, with no separator between entries.
+  void readUserDefines(std::string& out) {
+    block_.clear();
+    text_.clear();
+    readTableKeys(blockKeys_, text_);
+    for (size_t i = 0; i < blockKeys_.size(); ++i) {
+      config_.pushField(blockKeys_.c_str(i));
+      if (!config_.popString(text_)) continue;
+      block_.append(blockKeys_.view(i)).append(" = \"").append(text_).append("\";");
+    }
+    out.append(block_);
   }
-}
+
+  // Reads the material table on top, the entry `key` of `materials`, into `desc`.
+  void readMaterial(std::string_view key, MaterialDesc& desc) {
+    lua_State* L = state();
+    desc.name = canonicalMaterialName(key);
+    pushField(SHADER_NAME);
+    config_.popString(desc.shaderName);
+    if (pushTable(UNIFORMS)) {
+      readUniformBlock(desc.defaultUniforms);
+      lua_pop(L, 1);
+    }
+    if (pushTable(TEXTURES)) {
+      readTextures(desc.textures);
+      lua_pop(L, 1);
+    }
+    if (pushTable(MISC)) {
+      readMisc(desc);
+      lua_pop(L, 1);
+    }
+    if (pushTable(ALLOWED_NODES)) {
+      readArray([&](const std::string& node) { desc.allowedNodes.insert(node); });
+      lua_pop(L, 1);
+    }
+    if (pushTable(ALLOWED_OBJECTS)) {
+      readAllowedObjects(desc.allowedObjects);
+      lua_pop(L, 1);
+    }
+    if (pushTable(DEFAULT_USER_DEFINES)) {
+      readUserDefines(desc.defaultUserDefines);
+      lua_pop(L, 1);
+    }
+  }
+
+  FieldNames names_;  // before the guard, which keeps its table on top of them
+  Lua::Config config_;
+  KeyList materialKeys_, textureKeys_, blockKeys_;
+  bool keyHasDot_ = false;
+  std::string text_;   // the one text buffer of each step, as the rules above use it
+  std::string path_;   // dotted paths
+  std::string block_;  // a uniform block or the user defines while they are built
+};
 
 }  // namespace
 
@@ -221,18 +391,7 @@ bool MaterialsList::loadMaterialsList(const char* path) {
     if (qk_lua_pcall(L, 0, 0, 0) != 0)
       throw Exception(std::string("Can't parse file: ") + path + ". Reason: " + topText(L));
 
-    Lua::Config config(L, LUA_GLOBALSINDEX);
-    if (!config.pushTable("materials")) throw Exception(std::string("Parsing error in file:") + path);
-    std::vector<std::string> keys;
-    std::string text;
-    readTableKeys(config, keys, text);
-    for (const std::string& key : keys) {
-      MaterialDesc desc;
-      readMaterial(config, key, desc);
-      list_.push_back(desc);
-      lua_pop(L, 1);
-    }
-    lua_pop(L, 1);
+    CatalogueReader(L).readMaterials(path, list_);
   } catch (const Exception& e) {
     const qk::wstring text = qk_to_wide(e.what());
     hostServices().messageBox(text.c_str(), u"Error", MB_OK | MB_ICONEXCLAMATION);

@@ -1,15 +1,18 @@
 // loadMaterialsList: the schema with its defaults and truncation rules, and every failure message.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "MaterialsList.h"
 #include "RecordingHost.h"
 #include "TempDir.h"
+#include "qk_format.h"
 #include "qk_lua.h"
 
 namespace {
@@ -338,6 +341,68 @@ TEST_F(MaterialsLoader, AFailedLoadKeepsWhatItReadBefore) {
   }
   ASSERT_EQ(list.materials().size(), before.size());
   for (size_t i = 0; i < before.size(); ++i) EXPECT_EQ(list.materials()[i].name, before[i]);
+}
+
+// ---- Every rule at once ---------------------------------------------------------------------
+
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\\')
+      out += "\\\\";
+    else if (c == '\r')
+      out += "\\r";
+    else if (c == '\n')
+      out += "\\n";
+    else if (byte >= 32 && byte < 127)
+      out += c;
+    else
+      out += qk_format("\\x%02X", byte);
+  }
+  return out;
+}
+
+// Each record as lines of text, in list order.
+std::string describe(const std::vector<MaterialDesc>& list) {
+  std::string out;
+  for (const MaterialDesc& m : list) {
+    out += "material " + escaped(m.name) + "\n  shader " + escaped(m.shaderName) + "\n  uniforms " +
+           escaped(m.defaultUniforms) + "\n  defines " + escaped(m.defaultUserDefines) + "\n";
+    for (const TextureDesc& t : m.textures)
+      out += "  texture " + escaped(t.name) + " | " + escaped(t.tex) + " | " + std::to_string(t.channel) +
+             " | " + escaped(t.uniforms) + "\n";
+    out +=
+        qk_format("  flags normals=%d opacity=%d depth_bias=%d shadow=%d only_shadow=%d decal=%d\n  nodes ",
+                  m.normals, m.opacity, m.depthBias, m.shadowCaster, m.onlyShadowCaster, m.decal);
+    for (const std::string& node : m.allowedNodes)
+      out += (&node == &*m.allowedNodes.begin() ? "" : ",") + node;
+    out += "\n  objects ";
+    for (const ObjectKind kind : m.allowedObjects)
+      out += (kind == *m.allowedObjects.begin() ? "" : ",") + std::to_string(int(kind));
+    out += "\n";
+  }
+  return out;
+}
+
+std::string testData(const std::string& name) {
+  const char* root = std::getenv("QK_TEST_DATA");
+  EXPECT_NE(root, nullptr) << "QK_TEST_DATA isn't set";
+  std::ifstream in(std::string(root ? root : ".") + "/" + name, std::ios::binary | std::ios::ate);
+  EXPECT_TRUE(in) << "missing test input " << name;
+  std::string bytes(in ? size_t(in.tellg()) : 0, '\0');
+  in.seekg(0);
+  in.read(bytes.data(), std::streamsize(bytes.size()));
+  return bytes;
+}
+
+// every-rule.lua exercises every odd rule of the schema together (keys that aren't text, numbers in
+// every form, dotted keys, cut lines, metatables, retired names); every-rule.txt holds, byte for byte,
+// what the loader made of it when it was first written. A faster loader must make the same.
+TEST_F(MaterialsLoader, EveryRuleTogetherGivesTheRecordedCatalogue) {
+  ASSERT_TRUE(load(testData("catalogues/every-rule.lua")));
+  EXPECT_EQ(describe(list.materials()), testData("catalogues/every-rule.txt"));
+  EXPECT_TRUE(host.boxes.empty());
 }
 
 TEST_F(MaterialsLoader, AnEmptyPathIsOutOfRange) {

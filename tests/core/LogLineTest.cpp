@@ -1,9 +1,12 @@
 // The log's line: its pieces by format word, its cut, the level texts and the clock.
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <regex>
 #include <string>
-
-#include <gtest/gtest.h>
+#include <thread>
 
 #include "log/LogConsole.h"
 #include "log/LogLine.h"
@@ -83,6 +86,24 @@ TEST(LogLevelName, PadsToSevenAndNamesTheUnknown) {
   EXPECT_STREQ(qk_log_level_name(0), "UNKNOWN");
   EXPECT_STREQ(qk_log_level_name(4), "UNKNOWN");
   EXPECT_STREQ(qk_log_level_name(0x30), "UNKNOWN");
+}
+
+// Linux threads inherit the process's name; only a name of the thread's own is shown, else the
+// decimal thread id. Each thread fills its name at its first message, so each case has a new one.
+TEST(LogThread, AnUnnamedThreadShowsItsDecimalIdANamedOneItsName) {
+  pid_t unnamed = 0;
+  testing::internal::CaptureStderr();
+  std::thread([&] {
+    unnamed = gettid();
+    qk_log("T", qk::log::WARNING, "unnamed");
+  }).join();
+  std::thread([] {
+    pthread_setname_np(pthread_self(), "loader-7");
+    qk_log("T", qk::log::WARNING, "named");
+  }).join();
+  const std::string lines = testing::internal::GetCapturedStderr();
+  EXPECT_NE(lines.find("T (" + std::to_string(unnamed) + "): unnamed\n"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("T (loader-7): named\n"), std::string::npos) << lines;
 }
 
 // In a fresh process (the threadsafe style runs the test anew): the first use answers 0.

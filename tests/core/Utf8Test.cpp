@@ -162,6 +162,61 @@ TEST(TransformUtf8, FoldsInPlaceAndStopsWhenFull) {
   EXPECT_EQ(cut.consumed, 32u);  // the whole first chunk
 }
 
+// Folds `text` in place at the start of a 256-byte buffer, as a path is folded in its buffer.
+std::string fold_in_place(const std::string& text, qk::utf8_result* result = nullptr) {
+  char buffer[256];
+  text.copy(buffer, sizeof buffer);
+  const qk::utf8_result r =
+      qk::transform_utf8(buffer, buffer + sizeof buffer, std::string_view(buffer, text.size()), qk_case_fold);
+  if (result) *result = r;
+  return std::string(buffer, size_t(r.written));
+}
+
+std::string fold_apart(const std::string& text, size_t room, qk::utf8_result* result = nullptr) {
+  std::string target(room, '#');
+  const qk::utf8_result r = qk::transform_utf8(target.data(), target.data() + room, text, qk_case_fold);
+  if (result) *result = r;
+  return target.substr(0, size_t(r.written));
+}
+
+TEST(TransformUtf8, AByteWithoutALeadComesOutAsAReplacementInEveryChunk) {
+  // The second 0xFF falls on a unit that held 'a' in the chunk before.
+  const std::string text = "\xFF" + std::string(31, 'a') + "\xFF";
+  const std::string fffd = "\xEF\xBF\xBD";
+  qk::utf8_result r;
+  EXPECT_EQ(fold_apart(text, 100, &r), fffd + std::string(31, 'a') + fffd);
+  expect_counts(r, 37, 33, 0);
+}
+
+TEST(TransformUtf8, TheWalkEndsAtTheFirstCharacterThatDoesNotFit) {
+  qk::utf8_result r;
+  // The euro sign needs three bytes where one is left; the 'b' of the next chunk must not follow.
+  EXPECT_EQ(fold_apart(std::string(31, 'a') + "\xE2\x82\xAC" + "b", 32, &r), std::string(31, 'a'));
+  expect_counts(r, 31, 34, 0);
+  EXPECT_EQ(fold_apart(std::string("\xC3\x84") + "B", 1, &r), "");  // nothing fits
+  EXPECT_EQ(r.written, 0u);
+}
+
+TEST(TransformUtf8, InPlaceGivesWhatASeparateTargetGets) {
+  const std::string grows = "\xC8\xBA\xC8\xBA" + std::string(30, 'a') + "KK";  // U+023A folds to 3 bytes
+  EXPECT_EQ(fold_in_place(grows), "\xE2\xB1\xA5\xE2\xB1\xA5" + std::string(30, 'a') + "kk");
+  const std::string texts[] = {grows, std::string(40, '\x80'), "\xFF\xFE" + std::string(60, 'Q'),
+                               std::string(200, 'A') + "\xE2\x84\xAA", std::string(250, '\xC0')};
+  for (const std::string& text : texts) {
+    qk::utf8_result apart, in_place;
+    EXPECT_EQ(fold_in_place(text, &in_place), fold_apart(text, 256, &apart));
+    expect_counts(in_place, apart.written, apart.consumed, apart.replaced);
+  }
+  // A target that starts inside the source, behind it.
+  char buffer[300];
+  const std::string digits = "0123456789012345678901234567890123456789";
+  const std::string text = "\xC8\xBA" + digits;
+  text.copy(buffer + 10, text.size());
+  const qk::utf8_result r =
+      qk::transform_utf8(buffer + 11, buffer + 300, std::string_view(buffer + 10, text.size()), qk_case_fold);
+  EXPECT_EQ(std::string(buffer + 11, size_t(r.written)), "\xE2\xB1\xA5" + digits);
+}
+
 // ---- Whole texts at the boundary ---------------------------------------------------------------
 
 TEST(WideText, RoundTripsTheBasicMultilingualPlane) {

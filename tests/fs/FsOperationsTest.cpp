@@ -1,12 +1,15 @@
 // The platform's path operations: answers, quiet misses and the exact failure lines.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utime.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,6 +74,11 @@ TEST(FsFolders, MkdirOneLevelAndRmdirOnlyWhenEmpty) {
   fs::remove("d/f");
   EXPECT_TRUE(qk_fs_rmdir("d", false));
   EXPECT_FALSE(fs::exists("d"));
+  // ".." resolves by text before the system sees the path, so a missing folder may stand before it.
+  EXPECT_TRUE(qk_fs_mkdir("not-there/../made"));
+  EXPECT_TRUE(fs::is_directory("made"));
+  EXPECT_TRUE(qk_fs_rmdir("not-there/./../made/", false));
+  EXPECT_FALSE(fs::exists("made"));
   EXPECT_EQ(log.errors(),
             (Lines{"Failed to mkdir x/y: No such file or directory", "Failed to rmdir d: Directory not empty",
                    "Failed to rmdir gone: No such file or directory"}));
@@ -171,6 +179,27 @@ TEST(FsCreateTemp, IsAnExclusiveLockFileRemovedAtClose) {
   EXPECT_EQ(qk_fs_create_temp(std::string(5000, 'a').c_str(), &second), -1);
 }
 
+TEST(FsCreateTemp, AReusedDescriptorNeverRemovesAnotherFile) {
+  TempDir dir;
+  qk_platform_file first, second;
+  ASSERT_EQ(qk_fs_create_temp("first.lock", &first), 0);
+  close(int(first.handle));  // the plain way: the file stays, and the number is free again
+  ASSERT_EQ(qk_fs_create_temp("second.lock", &second), 0);
+  ASSERT_EQ(second.handle, first.handle);  // the lowest free number comes back
+  qk_fs_close_temp(second);
+  EXPECT_FALSE(fs::exists("second.lock"));
+  EXPECT_TRUE(fs::exists("first.lock"));
+
+  // The number reused by a file that isn't a lock file: closing that one removes nothing.
+  ASSERT_EQ(qk_fs_create_temp("third.lock", &first), 0);
+  close(int(first.handle));
+  const qk_platform_file plain = qk_fs_open("plain", QK_FS_WRITE, QK_FS_CREATE_ALWAYS, 0);
+  ASSERT_EQ(plain.handle, first.handle);
+  qk_fs_close_temp(plain);
+  EXPECT_TRUE(fs::exists("third.lock"));
+  EXPECT_TRUE(fs::exists("plain"));
+}
+
 // Sets PATH for the scope.
 class PathVariable {
  public:
@@ -183,23 +212,32 @@ class PathVariable {
   std::string old_;
 };
 
-TEST(ShellOpen, HandsThePathToXdgOpenWithoutWaiting) {
+TEST(ShellOpen, HandsExistingFilesAndUrlsToXdgOpenWithoutWaiting) {
   TempDir dir;
   fs::create_directory("bin");
   const std::string record = (dir.path() / "opened").string();
-  dir.write("bin/xdg-open", "#!/bin/sh\nprintf '%s' \"$1\" > '" + record + ".tmp' && mv '" + record +
-                                ".tmp' '" + record + "'\n");
+  dir.write("bin/xdg-open", "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + record + "'\n");
   fs::permissions("bin/xdg-open", fs::perms::owner_all);
+  dir.write("some file.txt", "x");
   {
     PathVariable path((dir.path() / "bin").string() + ":/usr/bin:/bin");  // ours comes first
+    EXPECT_EQ(qk_shell_open("missing.txt"), ENOENT);  // a missing local file, as the shell call says
+    EXPECT_EQ(qk_shell_open("missing/folder/x"), ENOENT);
     EXPECT_EQ(qk_shell_open("some file.txt"), 0);
+    EXPECT_EQ(qk_shell_open("https://example.org/a b"), 0);  // a URL isn't a file to look for
   }
-  for (int i = 0; i < 500 && !fs::exists(record); ++i)
+  std::vector<std::string> opened;
+  for (int i = 0; i < 500 && opened.size() < 2; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  EXPECT_EQ(TempDir::read(record), "some file.txt");
+    std::istringstream lines(fs::exists(record) ? TempDir::read(record) : "");
+    opened.clear();
+    for (std::string line; std::getline(lines, line);) opened.push_back(line);
+  }
+  std::sort(opened.begin(), opened.end());
+  EXPECT_EQ(opened, (Lines{"https://example.org/a b", "some file.txt"}));
 
   PathVariable empty((dir.path() / "nothing").string());
-  EXPECT_EQ(qk_shell_open("x"), ENOENT);
+  EXPECT_EQ(qk_shell_open("some file.txt"), ENOENT);  // no opener
 }
 
 }  // namespace

@@ -5,14 +5,23 @@
 #include <zstd.h>
 #include <zstd_errors.h>
 
+#include <algorithm>
 #include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 
 #include "ReaderTestSupport.h"
+#include "qk/DecodedOutput.h"
 #include "qk/ReadError.h"
 #include "qk/ZlibInflateReader.h"
 #include "qk/ZstdDecompressReader.h"
+
+// A request the allocator refuses must come back as null, also under the sanitizers.
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace {
 
@@ -160,6 +169,29 @@ TEST(DecodingEnd, MetByChunkCountsTheWholeChunkArea) {
     EXPECT_EQ(reader->read(out, 1), 0u);
     EXPECT_EQ(reader->remaining(), 0u);
   }
+}
+
+// A debugger that lets the process continue after the out-of-memory trap: a chunk area that can't
+// be made is never written through, and the reader goes on without it.
+void continue_after_trap(int) {}
+
+TEST(DecodedOutputDeathTest, WithoutMemoryForTheChunkAreaNothingIsWrittenThroughNull) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::signal(SIGTRAP, continue_after_trap);
+        qk::DecodedOutput output(100, SIZE_MAX / 4);  // an area the allocator refuses
+        const auto step = [](unsigned char* dst, size_t n) {
+          std::fill_n(dst, n, 'x');
+          return n;
+        };
+        const auto finished = [] { return false; };
+        unsigned char out[10];
+        const bool ok = output.read(out, 10, step, finished) == 10 && output.skip(5, step, finished) == 0 &&
+                        output.chunk(step, finished).empty() && output.position() == 10;
+        std::exit(ok ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "Out of memory in qk_malloc");
 }
 
 TEST(ZlibInflateReader, TruncatedStreamEndsQuietlyWithWhatCame) {

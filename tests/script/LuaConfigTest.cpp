@@ -85,6 +85,33 @@ TEST_F(LuaConfigTest, MetamethodsAreHonoured) {
   EXPECT_STREQ(lua_tostring(L, -1), "first");
 }
 
+// The same look-ups as the dotted path, with the segments' strings already on the stack.
+TEST_F(LuaConfigTest, PushFieldOfWalksLikeTheDottedPath) {
+  const char* code = "return { a = { b = 'ab', s = 'text' }, n = 5, s = 'x' }";
+  const char* paths[][2] = {{"a", "b"}, {"a", "nope"}, {"nope", "b"}, {"s", "len"}, {"a", "s"}};
+  for (const auto& path : paths) {
+    const std::string dotted = fieldAsText(code, (std::string(path[0]) + "." + path[1]).c_str());
+    lua_settop(L, 0);
+    lua_pushstring(L, path[0]);
+    lua_pushstring(L, path[1]);
+    push(code);
+    {
+      Lua::Config config(L, -1);
+      const int before = lua_gettop(L);
+      config.pushFieldOf({1, 2});
+      EXPECT_EQ(lua_gettop(L), before + 1);
+      EXPECT_EQ(lua_isstring(L, -1) ? lua_tostring(L, -1) : luaL_typename(L, -1), dotted) << path[0];
+    }
+    lua_settop(L, 0);
+  }
+  lua_pushstring(L, "a");
+  push(code);
+  Lua::Config config(L, -1);
+  EXPECT_TRUE(config.pushTableOf({1}));
+  EXPECT_FALSE(config.pushTableOf({1}));  // a.a is nil: nothing is left on the stack
+  EXPECT_EQ(lua_gettop(L), 4);            // the key, the table, the guard's copy, a
+}
+
 TEST_F(LuaConfigTest, PushTableKeepsOnlyTables) {
   push("return { t = {}, n = 1 }");
   Lua::Config config(L, -1);
@@ -146,6 +173,18 @@ TEST_F(LuaConfigTest, PopStringTakesNumbersInLuasFormAndStopsAtAZero) {
   lua_pushlstring(L, "a\0b", 3);
   EXPECT_TRUE(config.popString(text));
   EXPECT_EQ(text, "a");
+  // Whole numbers are written without Lua's formatter: every one must read as Lua writes it.
+  const double numbers[] = {0.0,       -0.0, 1.0, -7.0, 99999999999999.0, -99999999999999.0,  1e14,
+                            -1e14,     1e15, 2.5, -0.5, 4294967296.0,     9007199254740993.0, HUGE_VAL,
+                            -HUGE_VAL, NAN};
+  for (const double number : numbers) {
+    lua_pushnumber(L, number);
+    const std::string lua = lua_tostring(L, -1);
+    lua_pop(L, 1);
+    lua_pushnumber(L, number);
+    EXPECT_TRUE(config.popString(text));
+    EXPECT_EQ(text, lua) << number;
+  }
 }
 
 TEST_F(LuaConfigTest, PopBoolTakesBooleansAndNumbers) {

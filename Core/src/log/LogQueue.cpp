@@ -1,5 +1,7 @@
 #include "log/LogQueue.h"
 
+#include "qk/SpinPause.h"
+
 namespace qk {
 
 namespace {
@@ -9,7 +11,10 @@ LogLink* locked() noexcept { return reinterpret_cast<LogLink*>(~uintptr_t(0)); }
 LogLink* LogQueue::lock_tail() noexcept {
   for (;;) {
     LogLink* tail = tail_.load(std::memory_order_acquire);
-    if (tail == locked()) continue;
+    if (tail == locked()) {
+      qk_spin_pause();  // the holder has two stores left
+      continue;
+    }
     if (tail_.compare_exchange_weak(tail, locked(), std::memory_order_acquire,
                                     std::memory_order_relaxed))
       return tail;

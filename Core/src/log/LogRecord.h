@@ -20,12 +20,15 @@ struct LogLink {
   std::atomic<LogLink*> next{nullptr};
 };
 
+// The record's type word. Only a message is a LogRecord; the other kinds share the link and the
+// type word but are objects of their own, freed by their own type (rule sets, backup requests and
+// reserved records) or living on the asker's stack (queries). The log's release leaves them alone.
 enum LogRecordType : uint32_t {
   LOG_RECORD_MESSAGE = 0,   // reset and returned to its pool
-  LOG_RECORD_RULE_SET = 1,  // a heap object: freed
-  LOG_RECORD_BACKUP = 2,    // a heap object: freed
-  LOG_RECORD_QUERY = 3,     // lives on the asker's stack: left alone
-  LOG_RECORD_RESERVED = 4,  // a heap object: freed
+  LOG_RECORD_RULE_SET = 1,  // a heap object of its own kind
+  LOG_RECORD_BACKUP = 2,    // a heap object of its own kind
+  LOG_RECORD_QUERY = 3,     // lives on the asker's stack
+  LOG_RECORD_RESERVED = 4,  // a heap object of its own kind
 };
 
 // The head of everything the queue holds.

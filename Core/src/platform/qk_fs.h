@@ -53,11 +53,14 @@ bool qk_fs_delete(std::string_view path, bool to_recycle_bin);
 bool qk_fs_move(std::string_view old_path, std::string_view new_path);
 
 // Makes one folder (a missing parent is a failure). An existing name, folder or not, counts as
-// success. Failure logs "Failed to mkdir %.*s: %s".
+// success. Failure logs "Failed to mkdir %.*s: %s". The path is made full by text first (as
+// qk_fs_full_path does), so ".." resolves lexically: "not-there/../made" makes "made", and
+// "link/../x" is "x" beside the link, not beside the link's target.
 bool qk_fs_mkdir(std::string_view path);
 
 // Removes an empty folder. A folder with something in it answers false with no line when
-// `quiet_if_not_empty`; every other failure logs "Failed to rmdir %.*s: %s".
+// `quiet_if_not_empty`; every other failure logs "Failed to rmdir %.*s: %s". The path is made
+// full by text first, as for qk_fs_mkdir.
 bool qk_fs_rmdir(std::string_view path, bool quiet_if_not_empty);
 
 // Fills `entry` for a file or folder (links followed). Any failure answers false with no line.
@@ -116,14 +119,16 @@ qk_platform_file qk_fs_open(std::string_view path, unsigned access, unsigned dis
 // too, or the error that stopped it (EWOULDBLOCK while someone else holds the lock; the handle is
 // then invalid). -1 for a path that can't be passed to the system. The file is removed by
 // qk_fs_close_temp, or at process exit for any still open; a process that dies leaves it behind
-// as such a leftover.
+// as such a leftover. A lock handle closed the plain way (close) keeps its file, and its
+// descriptor number, once reused by another file, never removes the old lock file.
 int qk_fs_create_temp(const char* path, qk_platform_file* handle);
 // Removes the lock file and closes it. A handle that isn't a lock file is only closed.
 void qk_fs_close_temp(qk_platform_file handle);
 
 // Opens `path` with the desktop's handler through `xdg-open`, without waiting for it. Answers 0
-// when it was started, 2 (ENOENT) when no `xdg-open` is on PATH, or the error that kept it from
-// starting.
+// when it was started; 2 (ENOENT, the shell call's "file not found") for a local file that doesn't
+// exist or when no `xdg-open` is on PATH; or the error that kept it from starting. A path that
+// begins with a URL scheme ("https:", "file:") goes to the opener unchecked.
 int qk_shell_open(std::string_view path);
 
 // The system's words for an error number (strerror_r). POSIX texts end without a line break, and

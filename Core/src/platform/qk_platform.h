@@ -47,8 +47,11 @@ bool qk_platform_local_time(int64_t seconds, qk_platform_calendar& out);
 
 // ---- Threads ---------------------------------------------------------------------------------
 
-// Writes the calling thread's name, NUL-terminated and cut to `size`, into `out`. Falls back to
-// the decimal thread id when the thread has no name. `size` must be at least 1.
+// Writes the calling thread's name, NUL-terminated and cut to `size`, into `out`, or the decimal
+// thread id when the thread has no name of its own. `size` must be at least 1. On Linux every
+// thread starts with the process's name (the file it was started by, cut to 15 bytes), so a
+// thread whose name is still exactly that counts as unnamed, the main thread included; a thread
+// that a named thread started inherits that name and shows it.
 void qk_platform_thread_name(char* out, size_t size);
 
 // ---- Text ------------------------------------------------------------------------------------

@@ -11,8 +11,7 @@ DecodedOutput::~DecodedOutput() { std::free(area_); }
 DecodedOutput::Area* DecodedOutput::area() {
   if (!area_) {
     area_ = static_cast<Area*>(qk_malloc(sizeof(Area) + chunkSize_));
-    area_->cursor = 0;
-    area_->end = 0;
+    if (area_) *area_ = Area{0, 0};  // else the out-of-memory report has returned
   }
   return area_;
 }

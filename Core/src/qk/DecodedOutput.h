@@ -20,6 +20,10 @@
 //
 // Step is callable as `size_t(unsigned char* dst, size_t n)`, Finished as `bool()`, true once the
 // stream has ended. Exceptions from the step pass through with the counts as they stood.
+// Out of memory for the chunk area ends in the out-of-memory report (qk_malloc). Should the report
+// return, there is no area and nothing is written through a null pointer: read() decodes straight
+// into the caller's memory as ever, skip() passes over only what an area held, and chunk() gives
+// an empty span.
 // Threads: belongs to its reader's thread.
 #pragma once
 
@@ -63,7 +67,7 @@ class DecodedOutput {
     unsigned char* bytes() { return reinterpret_cast<unsigned char*>(this + 1); }
   };
 
-  Area* area();  // the chunk area, made empty if there is none
+  Area* area();  // the chunk area, made empty if there is none; null only if memory ran out
 
   size_t position_;
   size_t total_;
@@ -100,7 +104,9 @@ size_t DecodedOutput::skip(size_t n, Step&& step, Finished&& finished) {
     position_ += done;
   }
   if (done == n) return done;
-  unsigned char* scratch = area()->bytes();
+  Area* a = area();
+  if (!a) return done;
+  unsigned char* scratch = a->bytes();
   do {
     const size_t decoded = step(scratch, std::min(chunkSize_, n - done));
     position_ += decoded;
@@ -114,6 +120,7 @@ size_t DecodedOutput::skip(size_t n, Step&& step, Finished&& finished) {
 template <class Step, class Finished>
 ByteSpan DecodedOutput::chunk(Step&& step, Finished&& finished) {
   Area* a = area();
+  if (!a) return {};
   if (a->unread()) return {a->bytes() + a->cursor, a->unread()};
   const size_t decoded = step(a->bytes(), chunkSize_);
   a->cursor = 0;

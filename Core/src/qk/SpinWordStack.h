@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "qk/SpinPause.h"
+
 namespace qk {
 
 class SpinWordStack {
@@ -48,17 +50,8 @@ class SpinWordStack {
   // The head once it isn't locked.
   uintptr_t lockedFree() const noexcept {
     uintptr_t top;
-    while ((top = head_.load(std::memory_order_acquire)) == kLocked) relax();
+    while ((top = head_.load(std::memory_order_acquire)) == kLocked) qk_spin_pause();
     return top;
-  }
-
-  // Tells the processor that this is a spin-wait, so that it doesn't flood the holder's cache line.
-  static void relax() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield");
-#endif
   }
 
   static uintptr_t linkOf(uintptr_t node) noexcept {

@@ -71,36 +71,104 @@ fs_entry entry_of(const struct stat& st) {
   return entry;
 }
 
+// ---- Full paths ------------------------------------------------------------------------------
+
+// The absolute form of `path` made by text alone into `full` (terminated), its length in `length`:
+// behind the working directory unless it begins with "/", "." and empty parts dropped, ".." taking
+// the part before it (never above "/"), a trailing "/" kept. 0, or why it can't be made: ENOENT for
+// an empty path (the system's answer to an empty name), EINVAL for a zero byte inside,
+// ENAMETOOLONG beyond PATH_MAX, or getcwd's error.
+int full_path_text(std::string_view path, char (&full)[PATH_MAX], size_t& length) {
+  length = 0;  // `full` holds "/part/part" without a trailing "/"; empty for the root
+  if (path.empty()) return ENOENT;
+  if (path.find('\0') != std::string_view::npos) return EINVAL;
+  if (path.front() != '/') {
+    if (!getcwd(full, sizeof full)) return errno;
+    length = std::strlen(full);
+    if (length == 1) length = 0;  // the root itself
+  }
+  for (std::string_view rest = path; !rest.empty();) {
+    const size_t slash = rest.find('/');
+    const std::string_view part = rest.substr(0, slash);
+    rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
+    if (part.empty() || part == ".") continue;
+    if (part == "..") {
+      while (length > 0 && full[length - 1] != '/') --length;
+      if (length > 0) --length;
+      continue;
+    }
+    if (length + 1 + part.size() >= sizeof full) return ENAMETOOLONG;
+    full[length++] = '/';
+    std::memcpy(full + length, part.data(), part.size());
+    length += part.size();
+  }
+  if (length == 0 || path.back() == '/') {
+    if (length + 1 >= sizeof full) return ENAMETOOLONG;
+    full[length++] = '/';
+  }
+  full[length] = 0;
+  return 0;
+}
+
 // ---- Lock files ------------------------------------------------------------------------------
 
 // The lock files this process holds, so that closing removes them and exit removes the rest.
+//
+// An entry is the descriptor together with the device and inode of the file it was opened on. A
+// descriptor number alone isn't enough: a lock handle closed the plain way frees its number, and a
+// later file (a lock file or not) may get it. So a file is removed only while the descriptor still
+// refers to the entry's file and the name still names that same file; a new lock on a reused number
+// replaces the stale entry.
 class TempFiles {
  public:
   ~TempFiles() {
-    for (const auto& [fd, path] : held_) {
-      unlink(path.c_str());
-      close(fd);
+    for (const Held& held : held_) {
+      if (!refers_to(held.fd, held)) continue;  // closed the plain way: not ours any more
+      unlink_if_named(held);
+      close(held.fd);
     }
   }
 
   void add(int fd, const char* path) {
+    struct stat st;
+    if (fstat(fd, &st) != 0) return;
     std::lock_guard<std::mutex> guard(lock_);
-    held_.emplace_back(fd, path);
+    held_.erase(std::remove_if(held_.begin(), held_.end(), [fd](const Held& h) { return h.fd == fd; }),
+                held_.end());
+    held_.push_back({fd, st.st_dev, st.st_ino, path});
   }
 
   // Removes the file of `fd` if it is a lock file of this process; the caller closes `fd` after.
   void remove(int fd) {
     std::lock_guard<std::mutex> guard(lock_);
-    auto found =
-        std::find_if(held_.begin(), held_.end(), [fd](const auto& item) { return item.first == fd; });
+    auto found = std::find_if(held_.begin(), held_.end(), [fd](const Held& h) { return h.fd == fd; });
     if (found == held_.end()) return;
-    unlink(found->second.c_str());  // while the lock is still held, so no new holder's file goes
+    // While the lock is still held, so that no new holder's file goes.
+    if (refers_to(fd, *found)) unlink_if_named(*found);
     held_.erase(found);
   }
 
  private:
+  struct Held {
+    int fd;
+    dev_t device;
+    ino_t inode;
+    std::string path;
+  };
+
+  static bool refers_to(int fd, const Held& held) {
+    struct stat st;
+    return fstat(fd, &st) == 0 && st.st_dev == held.device && st.st_ino == held.inode;
+  }
+
+  static void unlink_if_named(const Held& held) {
+    struct stat st;
+    if (stat(held.path.c_str(), &st) == 0 && st.st_dev == held.device && st.st_ino == held.inode)
+      unlink(held.path.c_str());
+  }
+
   std::mutex lock_;
-  std::vector<std::pair<int, std::string>> held_;
+  std::vector<Held> held_;
 };
 
 TempFiles& temp_files() {
@@ -140,6 +208,19 @@ int try_lock_file(const char* path, int& fd_out) {
 }
 
 // ---- The desktop's opener --------------------------------------------------------------------
+
+// Whether `path` begins with a URL scheme ("https:", "mailto:", "file:"): a letter, then letters,
+// digits, "+", "-" or ".", then ":". One letter before the colon isn't a scheme but a drive.
+bool has_url_scheme(std::string_view path) {
+  const auto letter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+  const size_t colon = path.find(':');
+  if (colon == std::string_view::npos || colon < 2 || !letter(path[0])) return false;
+  for (size_t i = 1; i < colon; ++i) {
+    const char c = path[i];
+    if (!letter(c) && !(c >= '0' && c <= '9') && c != '+' && c != '-' && c != '.') return false;
+  }
+  return true;
+}
 
 // The first executable `name` in the folders of PATH, into `out`; false if there is none.
 bool find_on_path(const char* name, std::string& out) {
@@ -192,20 +273,24 @@ bool qk_fs_move(std::string_view old_path, std::string_view new_path) {
   return false;
 }
 
+// Both take the full path by text first, as the platform's folder calls do, so that ".." resolves
+// lexically: "not-there/../made" makes "made" whether or not "not-there" exists.
 bool qk_fs_mkdir(std::string_view path) {
-  const PosixPath name(path);
-  const int result = name.error() ? -1 : mkdir(name.c_str(), 0777);
-  const int code = name.error() ? name.error() : (result == 0 ? 0 : errno);
+  char full[PATH_MAX];
+  size_t length = 0;
+  int code = full_path_text(path, full, length);
+  if (code == 0 && mkdir(full, 0777) != 0) code = errno;
   if (code == 0 || code == EEXIST) return true;
   log_failure("mkdir", path, code);
   return false;
 }
 
 bool qk_fs_rmdir(std::string_view path, bool quiet_if_not_empty) {
-  const PosixPath name(path);
-  const int result = name.error() ? -1 : rmdir(name.c_str());
-  if (result == 0) return true;
-  const int code = name.error() ? name.error() : errno;
+  char full[PATH_MAX];
+  size_t length = 0;
+  int code = full_path_text(path, full, length);
+  if (code == 0 && rmdir(full) == 0) return true;
+  if (code == 0) code = errno;
   const bool not_empty = code == ENOTEMPTY || code == EEXIST;
   if (!(not_empty && quiet_if_not_empty)) log_failure("rmdir", path, code);
   return false;
@@ -272,33 +357,9 @@ void qk_fs_drives(const std::function<void(qk::wstring_view root, qk::wstring_vi
 // ---- Full paths ------------------------------------------------------------------------------
 
 bool qk_fs_full_path(std::string_view path, const std::function<void(qk::wstring_view)>& callback) {
-  if (path.empty()) return false;
   char full[PATH_MAX];
-  size_t length = 0;  // `full` holds "/part/part" without a trailing "/"; empty for the root
-  if (path.front() != '/') {
-    if (!getcwd(full, sizeof full)) return false;
-    length = std::strlen(full);
-    if (length == 1) length = 0;  // the root itself
-  }
-  for (std::string_view rest = path; !rest.empty();) {
-    const size_t slash = rest.find('/');
-    const std::string_view part = rest.substr(0, slash);
-    rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
-    if (part.empty() || part == ".") continue;
-    if (part == "..") {
-      while (length > 0 && full[length - 1] != '/') --length;
-      if (length > 0) --length;
-      continue;
-    }
-    if (length + 1 + part.size() >= sizeof full) return false;
-    full[length++] = '/';
-    std::memcpy(full + length, part.data(), part.size());
-    length += part.size();
-  }
-  if (length == 0 || path.back() == '/') {
-    if (length + 1 >= sizeof full) return false;
-    full[length++] = '/';
-  }
+  size_t length = 0;
+  if (full_path_text(path, full, length) != 0) return false;
   qk::wchar wide[PATH_MAX];
   const int units = qk_platform_utf8_to_utf16(full, int(length), wide, PATH_MAX);
   if (units <= 0) return false;
@@ -337,6 +398,9 @@ void qk_fs_close_temp(qk_platform_file handle) {
 int qk_shell_open(std::string_view path) {
   const PosixPath target(path);
   if (target.error()) return target.error();
+  // A local file must exist, as the platform's shell call checks; a URL goes to the opener as it is.
+  struct stat st;
+  if (!has_url_scheme(path) && stat(target.c_str(), &st) != 0) return errno == ENOTDIR ? ENOENT : errno;
   std::string opener;
   if (!find_on_path("xdg-open", opener)) return ENOENT;
   // A shell starts the opener in the background and ends at once, so that nothing waits for the

@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
+#include <sys/auxv.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -78,10 +79,32 @@ bool qk_platform_local_time(int64_t seconds, qk_platform_calendar& out) {
 
 // ---- Threads ---------------------------------------------------------------------------------
 
+namespace {
+
+// The name every thread of the process has until someone names it: at exec the kernel names the
+// process after the last part of the file name it was started by, cut to 15 bytes, and each new
+// thread inherits its creator's name.
+void inherited_name(char (&out)[16]) {
+  const char* file = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  const char* base = program_invocation_short_name;
+  if (file) {
+    const char* slash = std::strrchr(file, '/');
+    base = slash ? slash + 1 : file;
+  }
+  const size_t length = std::min(std::strlen(base), sizeof out - 1);
+  std::memcpy(out, base, length);
+  out[length] = 0;
+}
+
+}  // namespace
+
 void qk_platform_thread_name(char* out, size_t size) {
   out[0] = 0;
   char name[16] = {};  // the kernel keeps at most 15 bytes and a NUL
-  if (pthread_getname_np(pthread_self(), name, sizeof name) == 0 && name[0]) {
+  char inherited[16];
+  inherited_name(inherited);
+  if (pthread_getname_np(pthread_self(), name, sizeof name) == 0 && name[0] &&
+      std::strcmp(name, inherited) != 0) {
     const size_t length = std::min(std::strlen(name), size - 1);
     std::memcpy(out, name, length);
     out[length] = 0;
