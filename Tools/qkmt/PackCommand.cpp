@@ -200,7 +200,7 @@ int PackCommand::pack(const std::vector<Item>& items, const qk::MetadataTable& t
       qk_path_fold(item.name, folded);
       if (const auto [at, added] = keys.emplace(folded, item.name); !added)
         writeErr("qkmt: warning: " + at->second + " and " + item.name +
-                 " have the same name once case is folded; a mount shows " + at->second + "\n");
+                 " have the same name once case is folded; a mount shows only one of them\n");
       if (item.directory) {
         writer.add_directory(item.name, zero_times ? 0 : item.time);
         ++directories;

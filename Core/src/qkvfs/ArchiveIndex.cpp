@@ -174,7 +174,7 @@ void qk_archive_join_name(std::string_view mount_point, std::string_view stored,
   if (!joined.empty() && !is_separator(joined.view().back()) && !stored.empty() &&
       !is_separator(stored.front()))
     joined.append("/");
-  joined.append(stored);
+  if (!stored.empty()) joined.append(stored);  // an empty range may have no pointer
   qk_path_normalize(joined.view(), path, false);
   qk_path_fold(path.view(), key);
 }

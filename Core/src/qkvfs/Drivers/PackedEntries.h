@@ -21,9 +21,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <new>
+#include <utility>
 
 #include "qk/IBuffer.h"
 #include "qk/MemBuffer.h"
+#include "qk/ObjectPool.h"
 #include "qk/Reader.h"
 #include "qkvfs/IBufFuture.h"
 #include "qkvfs/OverlappedFile.h"
@@ -49,6 +52,20 @@ qk::RefPtr<qk::IBuffer> read_plain_entry(OverlappedFile& file, uint64_t offset, 
 // bytes at `offset`. Null when no buffer can be had or the read comes short.
 qk::RefPtr<qk::MemBuffer> read_packed_entry(OverlappedFile& file, uint64_t offset, uint64_t packed_size,
                                             uint64_t size, qk::RefPtr<qk::MemBuffer>& fill);
+
+// A T made in an item of `pool`; null when the pool is dry. A constructor that throws (a decoder
+// that can't start) gives its item back before the exception goes on.
+template <class T, class... Args>
+T* make_pooled(qk::ObjectPool& pool, Args&&... args) {
+  void* item = pool.acquire();
+  if (!item) return nullptr;
+  try {
+    return new (item) T(std::forward<Args>(args)...);
+  } catch (...) {
+    pool.release(item);
+    throw;
+  }
+}
 
 // The base of the drivers' futures: the archive's file and the driver's open counter.
 class PackedFuture : public IBufFuture {

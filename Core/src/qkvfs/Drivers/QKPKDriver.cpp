@@ -140,8 +140,8 @@ IFile* QKPKDriver::open_file(uint64_t index) {
 
 IBufFuture* QKPKDriver::open_future(uint64_t index) {
   if (!usable(index)) return nullptr;
-  return qk::pool_new<QKPKBufFuture>(QKPKBufFuture::pool, &file_, index_.records[index], index_.files[index],
-                                     &open_count_);
+  return make_pooled<QKPKBufFuture>(QKPKBufFuture::pool, &file_, index_.records[index], index_.files[index],
+                                    &open_count_);
 }
 
 qk::ReaderPtr<> QKPKDriver::open_reader(uint64_t index) {
@@ -157,7 +157,7 @@ qk::ReaderPtr<> QKPKDriver::open_reader(uint64_t index) {
     }
   }
   return qk::ReaderPtr<>(
-      qk::pool_new<QKPKReader>(QKPKReader::pool, &file_, record, index_.files[index], &open_count_));
+      make_pooled<QKPKReader>(QKPKReader::pool, &file_, record, index_.files[index], &open_count_));
 }
 
 }  // namespace qkvfs

@@ -390,21 +390,14 @@ IFile* ZDriver::open_file(uint64_t index) {
 
 IBufFuture* ZDriver::open_future(uint64_t index) {
   if (!usable(index)) return nullptr;
-  return qk::pool_new<ZBufFuture>(ZBufFuture::pool, &file_, &entries_[index], &open_count_);
+  return make_pooled<ZBufFuture>(ZBufFuture::pool, &file_, &entries_[index], &open_count_);
 }
 
 qk::ReaderPtr<> ZDriver::open_reader(uint64_t index) {
   if (!usable(index)) return nullptr;
   const ZEntry& entry = entries_[index];
   if (entry.method != 0 && entry.method != 8 && entry.method != 9) return nullptr;
-  void* item = ZReader::pool.acquire();
-  if (!item) return nullptr;
-  try {
-    return qk::ReaderPtr<>(new (item) ZReader(&file_, &entry, &open_count_));
-  } catch (...) {
-    ZReader::pool.release(item);
-    throw;
-  }
+  return qk::ReaderPtr<>(make_pooled<ZReader>(ZReader::pool, &file_, &entry, &open_count_));
 }
 
 }  // namespace qkvfs
