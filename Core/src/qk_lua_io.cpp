@@ -233,7 +233,12 @@ int qk_lua_open_io(lua_State* L) {
   lua_pushvalue(L, -1);
   lua_setfield(L, -2, "__index");
   luaL_register(L, nullptr, kFunctions);
-  lua_pop(L, 1);
-  luaL_register(L, "io", kFunctions);
+  const luaL_Reg none[] = {{nullptr, nullptr}};
+  luaL_register(L, "io", none);
+  // The same function values in both tables.
+  for (const luaL_Reg* function = kFunctions; function->name; ++function) {
+    lua_getfield(L, -2, function->name);
+    lua_setfield(L, -2, function->name);
+  }
   return 1;
 }

@@ -33,9 +33,10 @@
 // "NAME(ARGUMENT): sandbox violation"; lfs.dir instead logs "lfs.dir(%s): sandbox violation!" or
 // "... sandbox read violation!" at ERROR under "LUA" and answers an iterator that ends at once.
 //
-// The directory object's step function works on its first argument when it has one, else on its
-// closure's table, so that it serves `for`, d:next() and a bare call alike; it raises the argument
-// error "qk_lua_vfs:lfs_dir_walk" for a non-table. d:close() ("qk_lua_vfs:lfs_dir_close" for a
+// The directory object's step function works on its first argument when it has one (nil counts as
+// none), else on its closure's table, so that it serves `for` (with or without the table as the
+// loop's state), d:next() and a bare call alike; it raises the argument error
+// "qk_lua_vfs:lfs_dir_walk" for a first argument that isn't a table. d:close() ("qk_lua_vfs:lfs_dir_close" for a
 // non-table) empties the table and removes n, i, next and close; the iterator then gives nil.
 //
 // A lock file: the temporary directory and the name joined by one "/" where neither has a
@@ -132,7 +133,7 @@ int change_directory(lua_State* L) { return luaL_error(L, "can't chdir on VFS");
 // ---- The directory object ------------------------------------------------------------------
 
 int dir_step(lua_State* L) {
-  const int table = lua_gettop(L) >= 1 ? 1 : lua_upvalueindex(1);
+  const int table = lua_isnoneornil(L, 1) ? lua_upvalueindex(1) : 1;
   if (!lua_istable(L, table)) return luaL_argerror(L, 1, "qk_lua_vfs:lfs_dir_walk");
   lua_getfield(L, table, "i");
   const int i = int(lua_tointeger(L, -1)) + 1;
