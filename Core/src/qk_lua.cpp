@@ -8,12 +8,12 @@
 #include "LuaStateRegistry.h"
 #include "LuaThreadUse.h"
 #include "platform/qk_platform.h"
-#include "qk_log.h"
 #include "qk_locations.h"
+#include "qk_log.h"
 #include "qk_lua_sandbox.h"
 #include "qk_lua_source.h"
-#include "qk_path.h"
 #include "qk_memory.h"
+#include "qk_path.h"
 #include "qkvfs/LuaSource.h"
 
 namespace {

@@ -36,8 +36,7 @@ int print(lua_State* L) {
     lua_pushvalue(L, count + 1);
     lua_pushvalue(L, i);
     lua_call(L, 1, 1);
-    if (lua_type(L, -1) != LUA_TSTRING)
-      return luaL_error(L, "'tostring' must return a string to 'print'");
+    if (lua_type(L, -1) != LUA_TSTRING) return luaL_error(L, "'tostring' must return a string to 'print'");
     if (i > 1) luaL_addchar(&text, '\t');
     luaL_addvalue(&text);
   }

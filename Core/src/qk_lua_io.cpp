@@ -194,7 +194,8 @@ int io_open(lua_State* L) {
   uint32_t open_mode;
   switch (mode[0]) {
     case 'r': {
-      if (level >= 2 && !qk_lua_path_readable(L, path)) return qk_lua_sandbox_violation(L, "io.open(r)", path);
+      if (level >= 2 && !qk_lua_path_readable(L, path))
+        return qk_lua_sandbox_violation(L, "io.open(r)", path);
       fs_entry entry;
       if (!qk_fs_stat(path, &entry) || entry.kind != 1) return can_not_open(L, path, mode);
       open_mode = 0;
@@ -202,7 +203,8 @@ int io_open(lua_State* L) {
     }
     case 'w':
     case 'a':
-      if (level >= 1 && !qk_lua_path_writable(L, path)) return qk_lua_sandbox_violation(L, "io.open(w)", path);
+      if (level >= 1 && !qk_lua_path_writable(L, path))
+        return qk_lua_sandbox_violation(L, "io.open(w)", path);
       open_mode = mode[0] == 'w' ? 1 : 2;
       break;
     default:
@@ -222,7 +224,7 @@ int io_open(lua_State* L) {
 }
 
 const luaL_Reg kFunctions[] = {
-    {"open", io_open}, {"close", io_close}, {"__gc", io_close}, {"write", io_write},
+    {"open", io_open}, {"close", io_close}, {"__gc", io_close},  {"write", io_write},
     {"read", io_read}, {"lines", io_lines}, {"flush", io_flush}, {nullptr, nullptr},
 };
 

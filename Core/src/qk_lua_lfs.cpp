@@ -36,8 +36,8 @@
 // The directory object's step function works on its first argument when it has one (nil counts as
 // none), else on its closure's table, so that it serves `for` (with or without the table as the
 // loop's state), d:next() and a bare call alike; it raises the argument error
-// "qk_lua_vfs:lfs_dir_walk" for a first argument that isn't a table. d:close() ("qk_lua_vfs:lfs_dir_close" for a
-// non-table) empties the table and removes n, i, next and close; the iterator then gives nil.
+// "qk_lua_vfs:lfs_dir_walk" for a first argument that isn't a table. d:close() ("qk_lua_vfs:lfs_dir_close"
+// for a non-table) empties the table and removes n, i, next and close; the iterator then gives nil.
 //
 // A lock file: the temporary directory and the name joined by one "/" where neither has a
 // separator at the join, cut to 255 bytes; made or taken over, and locked with flock. A second
@@ -176,9 +176,9 @@ void add_entry(void* user, std::string_view, std::string_view name, const fs_ent
 int directory(lua_State* L) {
   const char* path = required(L, 1, "path is required");
   const int level = qk_lua_sandbox_level(L);
-  const char* refusal = level == 4                                         ? "sandbox violation!"
+  const char* refusal = level == 4                                     ? "sandbox violation!"
                         : level >= 2 && !qk_lua_path_readable(L, path) ? "sandbox read violation!"
-                                                                           : nullptr;
+                                                                       : nullptr;
   if (refusal) {
     qk_log("LUA", qk::log::ERROR, "lfs.dir(%s): %s", path, refusal);
     lua_pushcfunction(L, dir_nothing);

@@ -440,7 +440,7 @@ const luaL_Reg kFunctions[] = {
     {"plugin", guarded<plugin>},
 };
 
-// The session of this state's run, kept in the registry by qkmt_preload_host: the built-in module
+// The session of this state's run, kept in the registry by qkmt_install_host: the built-in module
 // table is the process's, so its opener finds the session per state.
 constexpr char kSessionKey[] = "qkmt.session";
 
@@ -470,7 +470,7 @@ int openHost(lua_State* L) { return guarded<openHostUnguarded>(L); }
 
 }  // namespace hostlua
 
-void qkmt_preload_host(lua_State* L, HostSession& session) {
+void qkmt_install_host(lua_State* L, HostSession& session) {
   using namespace hostlua;
   registerObjects(L);
   registerPanel(L, session);

@@ -128,13 +128,13 @@ class RunCommand : public ToolCommand {
         ->type_name("CODE")
         ->allow_extra_args(false);
     addMountOption(command, mounts_);
-    command.add_option("--sandbox", sandbox_, "Run the script at sandbox level N (0 none, 1 to 4 ever stricter)")
+    command.add_option("--sandbox", sandbox_, "Run the script at sandbox level N (0 none, 1 to 4 stricter)")
         ->type_name("N");
-    command.add_option("--currentdir", currentDir_, "The current directory of the sandbox and lfs (default ./)")
+    command.add_option("--currentdir", currentDir_, "The sandbox's and lfs's current directory (./)")
         ->type_name("DIR");
-    command.add_option("--writedir", writeDir_, "The write directory of the sandbox and lfs (default ./)")
+    command.add_option("--writedir", writeDir_, "The sandbox's and lfs's write directory (./)")
         ->type_name("DIR");
-    command.add_option("--tempdir", tempDir_, "The temporary directory of the sandbox and lfs (default ./Temp/)")
+    command.add_option("--tempdir", tempDir_, "The sandbox's and lfs's temporary directory (./Temp/)")
         ->type_name("DIR");
     command.add_flag("--stats", stats_,
                      "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
@@ -152,8 +152,8 @@ class RunCommand : public ToolCommand {
       return 2;
     }
     RunStats stats(stats_);
-    VFS_set_directories(currentDir_ ? currentDir_->c_str() : nullptr, writeDir_ ? writeDir_->c_str() : nullptr,
-                        tempDir_ ? tempDir_->c_str() : nullptr);
+    VFS_set_directories(currentDir_ ? currentDir_->c_str() : nullptr,
+                        writeDir_ ? writeDir_->c_str() : nullptr, tempDir_ ? tempDir_->c_str() : nullptr);
     if (const int mounted = applyMounts(mounts_)) return mounted;
     HostSession session(loaderSpelling(defaultPlugCfgDir()));
     int status = 0;
@@ -161,7 +161,7 @@ class RunCommand : public ToolCommand {
       StateHolder state;
       lua_State* L = state.L;
       qk_lua_openlibs(L);
-      qkmt_preload_host(L, session);
+      qkmt_install_host(L, session);
       qk_lua_set_sandbox_level(L, sandbox_);
       setArg(L, invocation);
       lua_pushcfunction(L, traceback);

@@ -8,8 +8,8 @@
 #include <vector>
 
 struct ElfImage {
-  bool wide = true;         // ELF64, else ELF32
-  bool big_endian = false;  // byte order of every field
+  bool wide = true;           // ELF64, else ELF32
+  bool big_endian = false;    // byte order of every field
   uint32_t section_type = 7;  // SHT_NOTE
   std::vector<unsigned char> bytes;
 
@@ -20,7 +20,8 @@ struct ElfImage {
   }
 
   // One note: owner, type and description words, each padded to 4 bytes.
-  std::vector<unsigned char> note(const std::string& owner, uint32_t type, std::vector<uint32_t> words) const {
+  std::vector<unsigned char> note(const std::string& owner, uint32_t type,
+                                  std::vector<uint32_t> words) const {
     ElfImage n{wide, big_endian, section_type, {}};
     const size_t name_size = owner.size() + 1, padded = (name_size + 3) / 4 * 4;
     n.put(0, name_size, 4);
@@ -35,8 +36,13 @@ struct ElfImage {
   // The whole file with `content` as the one section's bytes.
   std::vector<unsigned char> file(const std::vector<unsigned char>& content) {
     bytes.assign(wide ? 64 : 52, 0);
-    const unsigned char ident[] = {0x7F, 'E', 'L', 'F', static_cast<unsigned char>(wide ? 2 : 1),
-                                   static_cast<unsigned char>(big_endian ? 2 : 1), 1};
+    const unsigned char ident[] = {0x7F,
+                                   'E',
+                                   'L',
+                                   'F',
+                                   static_cast<unsigned char>(wide ? 2 : 1),
+                                   static_cast<unsigned char>(big_endian ? 2 : 1),
+                                   1};
     for (size_t i = 0; i < sizeof ident; ++i) bytes[i] = ident[i];
     const size_t content_at = bytes.size();
     bytes.insert(bytes.end(), content.begin(), content.end());

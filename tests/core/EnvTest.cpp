@@ -16,8 +16,8 @@
 namespace {
 
 void write_file(const char* name, const std::vector<unsigned char>& bytes) {
-  std::ofstream(name, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                               static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(name, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 std::string version_of(const char16_t* path, unsigned size = 64) {
@@ -28,12 +28,22 @@ std::string version_of(const char16_t* path, unsigned size = 64) {
 
 TEST(SysGetenv, AnswersAValueAsUtf8AndAnEmptyOneAsUnset) {
   char value[64];
-  setenv("QK_TEST_VARIABLE", "Gr\xC3\xBC\xC3\x9F" "e", 1);
+  setenv("QK_TEST_VARIABLE",
+         "Gr\xC3\xBC\xC3\x9F"
+         "e",
+         1);
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value, sizeof value), 1);
-  EXPECT_STREQ(value, "Gr\xC3\xBC\xC3\x9F" "e");
-  setenv("QK_TEST_VARIABLE", "a\xFF" "b", 1);  // not UTF-8: the byte becomes U+FFFD
+  EXPECT_STREQ(value,
+               "Gr\xC3\xBC\xC3\x9F"
+               "e");
+  setenv("QK_TEST_VARIABLE",
+         "a\xFF"
+         "b",
+         1);  // not UTF-8: the byte becomes U+FFFD
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value, sizeof value), 1);
-  EXPECT_STREQ(value, "a\xEF\xBF\xBD" "b");
+  EXPECT_STREQ(value,
+               "a\xEF\xBF\xBD"
+               "b");
 
   LogCapture log;
   setenv("QK_TEST_VARIABLE", "", 1);
@@ -118,7 +128,8 @@ TEST(ElfVersionNote, CutOrBrokenFilesAreReadInBounds) {
   EXPECT_EQ(version.most, 5u);
   EXPECT_EQ(version.least, 6u);
   for (size_t size = 0; size < whole.size(); ++size)
-    EXPECT_FALSE(find(std::vector<unsigned char>(whole.begin(), whole.begin() + long(size)), version)) << size;
+    EXPECT_FALSE(find(std::vector<unsigned char>(whole.begin(), whole.begin() + long(size)), version))
+        << size;
   for (size_t at = 0x20; at < whole.size(); ++at) {
     for (const unsigned char value : {0x00, 0x7F, 0xFF}) {
       std::vector<unsigned char> broken = whole;

@@ -15,7 +15,8 @@ namespace {
 
 std::string digest_of(const std::string& bytes, size_t piece) {
   qk::Md5 md5;
-  for (size_t at = 0; at < bytes.size(); at += piece) md5.update(bytes.data() + at, std::min(piece, bytes.size() - at));
+  for (size_t at = 0; at < bytes.size(); at += piece)
+    md5.update(bytes.data() + at, std::min(piece, bytes.size() - at));
   char hex[33];
   md5.finish(hex);
   return hex;

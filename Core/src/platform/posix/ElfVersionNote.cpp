@@ -49,13 +49,15 @@ bool read_range(const ElfReadAt& read_at, uint64_t file_size, uint64_t offset, u
 }
 
 // Walks the notes of one section for the version note.
-bool find_in_notes(const std::vector<unsigned char>& bytes, bool big, uint64_t alignment, ElfVersion& version) {
+bool find_in_notes(const std::vector<unsigned char>& bytes, bool big, uint64_t alignment,
+                   ElfVersion& version) {
   const Fields notes(bytes, big);
   const size_t align = alignment == 8 ? 8 : 4;
   auto padded = [align](uint64_t n) { return (n + align - 1) / align * align; };
   size_t at = 0;
   while (notes.has(at, 12)) {
-    const uint64_t name_size = notes.get(at, 4), desc_size = notes.get(at + 4, 4), type = notes.get(at + 8, 4);
+    const uint64_t name_size = notes.get(at, 4), desc_size = notes.get(at + 4, 4),
+                   type = notes.get(at + 8, 4);
     const size_t name_at = at + 12;
     if (!notes.has(name_at, size_t(padded(name_size)))) return false;
     const size_t desc_at = name_at + size_t(padded(name_size));

@@ -94,7 +94,8 @@ const char* qk_app_version() {
   if (app_version[0]) return app_version;
   std::string narrow;
   char16_t wide[PATH_MAX];
-  if (!qk_platform_executable_path(narrow) || qk_platform_utf8_to_utf16(narrow.c_str(), -1, wide, PATH_MAX) == 0)
+  if (!qk_platform_executable_path(narrow) ||
+      qk_platform_utf8_to_utf16(narrow.c_str(), -1, wide, PATH_MAX) == 0)
     wide[0] = 0;
   // An executable that can't be named reads as one without a version.
   qk_module_version(wide[0] ? wide : u"", app_version, sizeof app_version);
