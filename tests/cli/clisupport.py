@@ -42,20 +42,14 @@ LOG_HEADER = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} (\w+) +(.*?) \(
 
 
 def printed(stderr, state="qkmt run"):
-    """What a script's `print` wrote, as its lines of text: the texts of the log lines of level
-    DEBUG under the state's name on standard error, each ended by a line feed. A text that holds
-    line feeds of its own spans several lines; a line that begins no log line belongs to the text
-    before it unless it is one of the tool's own ("qkmt: ...", "[Title] ...")."""
+    """What a script's `print` wrote: the texts of the log lines of level DEBUG under the state's
+    name on standard error, each ended by a line feed. A text with line feeds of its own spans
+    several lines, of which only the first is taken: tests that print such texts read the stream
+    themselves."""
     text = stderr.decode() if isinstance(stderr, bytes) else stderr
-    out, current = [], None
-    for line in text.split("\n")[:-1] if text.endswith("\n") else text.split("\n"):
+    out = []
+    for line in text.split("\n"):
         header = LOG_HEADER.match(line)
-        if header:
-            current = line[header.end():] if header.group(1) == "DEBUG" and header.group(2) == state else None
-            if current is not None:
-                out.append(current)
-        elif current is not None and not line.startswith(("qkmt: ", "[")):
-            out[-1] += "\n" + line
-        else:
-            current = None
-    return "".join(t + "\n" for t in out)
+        if header and header.group(1) == "DEBUG" and header.group(2) == state:
+            out.append(line[header.end():] + "\n")
+    return "".join(out)

@@ -58,16 +58,21 @@ TEST(SysGetenv, ATooBigValueAndAnUnconvertibleNameAreLogged) {
   setenv("QK_TEST_VARIABLE", "value", 1);
   const std::string huge(70000, 'x');
   setenv("QK_TEST_HUGE", huge.c_str(), 1);
-  const std::string long_name(40000, 'N');
   LogCapture log;
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value.data(), 5), 0);  // needs 6 with the terminator
   EXPECT_EQ(SYS_getenv("QK_TEST_HUGE", value.data(), value.size()), 0);
-  EXPECT_EQ(SYS_getenv(long_name.c_str(), value.data(), value.size()), 0);
   const std::vector<std::string> errors = log.errors();
-  ASSERT_EQ(errors.size(), 3u);
+  ASSERT_EQ(errors.size(), 2u);
   EXPECT_EQ(errors[0], "SYS_getenv(\"QK_TEST_VARIABLE\"): variable value is too big.");
   EXPECT_EQ(errors[1], "SYS_getenv(\"QK_TEST_HUGE\"): variable value is too big.");
-  EXPECT_EQ(errors[2], "SYS_getenv(\"" + long_name + "\"): bad encoding.");
+  // A name beyond 32,767 units (its line is too long for LogCapture's pattern).
+  const std::string long_name(40000, 'N');
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(SYS_getenv(long_name.c_str(), value.data(), value.size()), 0);
+  const std::string line = testing::internal::GetCapturedStderr();
+  EXPECT_NE(line.find(" ERROR   QKCORESTATIC ("), std::string::npos);
+  EXPECT_NE(line.find("): SYS_getenv(\"NNNN"), std::string::npos);
+  EXPECT_NE(line.find("NNNN\"): bad encoding.\n"), std::string::npos);
   unsetenv("QK_TEST_HUGE");
 }
 
@@ -75,7 +80,7 @@ TEST(ModuleVersion, ReadsTheNoteOfEitherClassAndByteOrder) {
   TempDir dir;
   for (const bool wide : {true, false}) {
     for (const bool big : {false, true}) {
-      ElfImage image{wide, big};
+      ElfImage image{wide, big, 7, {}};
       // Another owner's note first: only "QK" with type 1 counts.
       std::vector<unsigned char> notes = image.note("GNU", 1, {9, 9});
       const std::vector<unsigned char> ours = image.note("QK", 1, {1u << 16 | 2, 3u << 16 | 4});
