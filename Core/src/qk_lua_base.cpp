@@ -33,11 +33,12 @@ int print(lua_State* L) {
   luaL_Buffer text;
   luaL_buffinit(L, &text);
   for (int i = 1; i <= count; ++i) {
+    // The tab goes in while nothing of ours is above the buffer's own stack slots.
+    if (i > 1) luaL_addchar(&text, '\t');
     lua_pushvalue(L, count + 1);
     lua_pushvalue(L, i);
     lua_call(L, 1, 1);
     if (lua_type(L, -1) != LUA_TSTRING) return luaL_error(L, "'tostring' must return a string to 'print'");
-    if (i > 1) luaL_addchar(&text, '\t');
     luaL_addvalue(&text);
   }
   // With no argument nothing was pushed for the text: the top is `tostring` itself, whose text is

@@ -27,6 +27,7 @@
 // so f:open and io.__gc exist too. Every function but open takes its file as argument 1; given
 // anything that isn't a live file of this library (io.write("x"), io.read(), a closed file,
 // another userdata), it does nothing and answers nothing. A file belongs to its state's thread.
+#include <cstdint>
 #include <cstring>
 
 #include "platform/qk_fs.h"
@@ -63,7 +64,8 @@ LuaFile* live_file(lua_State* L, int index) {
 void push_bytes(lua_State* L, LuaFile& f, lua_Number wanted) {
   luaL_Buffer bytes;
   luaL_buffinit(L, &bytes);
-  size_t left = size_t(wanted);
+  // Beyond any file's size, a count is as good as the largest one.
+  size_t left = wanted < 9007199254740992.0 ? size_t(wanted) : SIZE_MAX;
   while (left > 0) {
     const size_t step = left < kStep ? left : kStep;
     size_t got;
@@ -120,7 +122,7 @@ int io_read(lua_State* L) {
   if (!f) return 0;
   if (lua_type(L, 2) == LUA_TNUMBER) {
     const lua_Number wanted = lua_tonumber(L, 2);
-    if (wanted < 0) return 0;
+    if (!(wanted >= 0)) return 0;  // negative, or not a number at all
     push_bytes(L, *f, wanted);
     return 1;
   }

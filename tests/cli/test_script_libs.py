@@ -117,9 +117,10 @@ class ScriptLibraries(unittest.TestCase):
 
     def test_print_is_a_log_line_shown_without_v_while_other_debug_lines_are_not(self):
         self.put("data/x.txt", "x")
-        result = self.run_lua('print(1, nil, true) print("two\\nlines") print()', "--mount", "data:/d")
+        result = self.run_lua('print(1, nil, true) print("two\\nlines") print() print(string.rep("a", 9000), "b")',
+                              "--mount", "data:/d")
         self.assertEqual(result.stdout, b"")
-        self.assertEqual(printed(result.stderr), "1\tnil\ttrue\ntwo\n\n")
+        self.assertEqual(printed(result.stderr), "1\tnil\ttrue\ntwo\n\n" + "a" * 9000 + "\tb\n")
         self.assertIn(b"): two\nlines\n", result.stderr)
         self.assertRegex(result.stderr.decode(), r"^\d{4}-\d\d-\d\d [\d:.]+ DEBUG   qkmt run \(\d+\): 1\tnil\ttrue\n")
         self.assertNotIn(b"Mounted", result.stderr)
@@ -177,10 +178,11 @@ class ScriptLibraries(unittest.TestCase):
             local it = g:lines()
             print(it()) g:close() print(select("#", it()), select("#", g:read()), g:close())
             print(select("#", io.write("x")), select("#", io.read()), select("#", io.lines("f.txt")))
+            print(#io.open("f.txt"):read(1e300), select("#", io.open("f.txt"):read(0/0)), select("#", f:read(-1)))
             """), ["ab\t\tth\tird\t", "last\tnil\t\t", "a\t<CR>b<CR><LF><LF>third<LF>last\t",
                    "ab\t<LF>th\tird", "false\tio.read('*n') is not supported",
                    "false\tbad argument #2 to '?' (invalid option)", "\tnil", "ab||third|last",
-                   "ab", "0\t0", "0\t0\t0"])
+                   "ab", "0\t0", "0\t0\t0", "16\t0\t0"])
 
     def test_io_writes_rewrites_appends_and_refuses_other_modes(self):
         self.put("keep.txt", "old")
