@@ -105,5 +105,6 @@ int main(int argc, char** argv) {
   qkbench::BenchDir dir("script-libs");
   makeFiles();
   return qkbench::runWithRatios(argc, argv,
-                                {{"BM_LfsMd5sum", "BM_Md5sumCommand"}, {"BM_IoLines", "BM_StockIoLines"}});
+                                {{"BM_LfsMd5sum/real_time", "BM_Md5sumCommand/real_time"},
+                                 {"BM_IoLines/real_time", "BM_StockIoLines/real_time"}});
 }

@@ -184,6 +184,27 @@ class ScriptLibraries(unittest.TestCase):
                    "false\tbad argument #2 to '?' (invalid option)", "\tnil", "ab||third|last",
                    "ab", "0\t0", "0\t0\t0", "16\t0\t0"])
 
+    def test_io_lines_across_the_read_ahead_and_in_a_large_file(self):
+        self.put("long.txt", "x" * 16383 + "\r" + "y" * 20000 + "\r\n" + "z\n")
+        # Above 1 MiB a file is read from the disk as it goes, not from memory.
+        text = "".join("line %d%s\n" % (i, "\r" if i % 3 == 0 else "") for i in range(150000))
+        self.put("large.txt", text)
+        lines = self.lines(r"""
+            local f = io.open("long.txt")
+            local long = f:read()
+            print(#long, long:find("\r"), long:sub(16383, 16384), f:read(), f:read())
+            local count, bytes, last = 0, 0
+            for l in io.open("large.txt"):lines() do count, bytes, last = count + 1, bytes + #l, l end
+            print(count, bytes, last)
+            local g = io.open("large.txt")
+            g:read() g:read()
+            print(#g:read("*a"))
+            """)
+        plain = text.replace("\r", "")
+        self.assertEqual(lines, ["36383\tnil\txy\tz\tnil",
+                                 "150000\t%d\tline 149999" % (len(plain) - 150000),
+                                 str(len(text) - len("line 0\r\nline 1\n"))])
+
     def test_io_writes_rewrites_appends_and_refuses_other_modes(self):
         self.put("keep.txt", "old")
         self.assertEqual(self.lines(r"""
