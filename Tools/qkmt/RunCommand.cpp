@@ -121,6 +121,7 @@ class RunCommand : public ToolCommand {
         "SCRIPT and every word after it belong to the script (--help too); - reads the script from\n"
         "standard input. The script finds its arguments in the global `arg` and in `...`.\n"
         "`require \"host\"` gives the plug-in over a host stand-in; see the README.\n"
+        "What the script prints with `print` is a log line on standard error, shown without -v.\n"
         "Exit status: 0 when everything ran to its end, 1 on an error (its message and a stack\n"
         "traceback on standard error) or, with --strict, an error box or a lost material name,\n"
         "2 usage error.");

@@ -113,9 +113,9 @@ TEST(ModuleVersion, AFileWithoutTheNoteIsInternal) {
   EXPECT_STREQ(untouched, "abc");
 }
 
-// Every prefix of a good file, and the file with each byte of its section table broken: the
-// reader never asks for a byte beyond the file, and finds the note only in a whole file.
-TEST(ElfVersionNote, CutOrBrokenFilesAreReadInBounds) {
+// Every prefix of a good file: the reader never asks for a byte beyond it, and finds the note only
+// in the whole file. (The fuzz target elf_version_note tries broken bytes.)
+TEST(ElfVersionNote, CutFilesAreReadInBounds) {
   ElfImage image;
   const std::vector<unsigned char> whole = image.file(image.note("QK", 1, {5, 6}));
   auto find = [](const std::vector<unsigned char>& bytes, qk_posix::ElfVersion& version) {
@@ -135,13 +135,6 @@ TEST(ElfVersionNote, CutOrBrokenFilesAreReadInBounds) {
   for (size_t size = 0; size < whole.size(); ++size)
     EXPECT_FALSE(find(std::vector<unsigned char>(whole.begin(), whole.begin() + long(size)), version))
         << size;
-  for (size_t at = 0x20; at < whole.size(); ++at) {
-    for (const unsigned char value : {0x00, 0x7F, 0xFF}) {
-      std::vector<unsigned char> broken = whole;
-      broken[at] = value;
-      find(broken, version);
-    }
-  }
 }
 
 }  // namespace
