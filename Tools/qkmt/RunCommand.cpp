@@ -153,6 +153,9 @@ class RunCommand : public ToolCommand {
       return 2;
     }
     RunStats stats(stats_);
+    // As real paths, spelled relative to the working directory (an absolute one would be virtual).
+    for (std::optional<std::string>* dir : {&currentDir_, &writeDir_, &tempDir_})
+      if (*dir) **dir = loaderSpelling(**dir);
     VFS_set_directories(currentDir_ ? currentDir_->c_str() : nullptr,
                         writeDir_ ? writeDir_->c_str() : nullptr, tempDir_ ? tempDir_->c_str() : nullptr);
     if (const int mounted = applyMounts(mounts_)) return mounted;

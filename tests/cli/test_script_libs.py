@@ -301,6 +301,10 @@ class ScriptLibraries(unittest.TestCase):
             print(lfs.create_lockfile("no/such/dir/job"))
             """, "--tempdir", "t")
         self.assertEqual(lines, ["userdata\tfile", "nil\t11", "nil\t2"])
+        # A directory given by its absolute path is handed over relative to the working directory.
+        absolute = os.path.join(os.path.realpath(self.dir), "t")
+        self.assertEqual(self.lines('print(lfs.tempdir(), type(lfs.create_lockfile("job")))', "--tempdir", absolute),
+                         ["t\tuserdata"])
         self.assertEqual(os.listdir(os.path.join(self.dir, "t")), [])
         self.put("t/left", "")  # a leftover no one holds: taken over, and reported all the same
         self.assertEqual(self.lines('print(lfs.create_lockfile("left"))', "--tempdir", "t"), ["nil\t17"])
