@@ -7,6 +7,8 @@ pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
 pkg_check_modules(YAJL REQUIRED IMPORTED_TARGET yajl)
 pkg_check_modules(STB REQUIRED IMPORTED_TARGET stb)   # stb_sprintf, compiled into libstb
 find_package(ZLIB REQUIRED)
+# MD5 for lfs.md5sum, from OpenSSL's libcrypto.
+find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
 # Boost.Container is header-only here; Boost.Stacktrace's libbacktrace backend gives the call
 # stacks of failed assertions.
 find_package(Boost 1.74 REQUIRED COMPONENTS stacktrace_backtrace)

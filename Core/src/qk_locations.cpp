@@ -1,5 +1,7 @@
 #include "qk_locations.h"
 
+#include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -30,9 +32,16 @@ std::string root_text(qk::wstring_view text) {
 }
 
 // The directory texts live in fixed buffers of 256 bytes, as every caller reads them in place.
-const char current_dir[256] = "./";
-const char write_dir[256] = "./";
-const char temp_dir[256] = "./Temp/";
+char current_dir[256] = "./";
+char write_dir[256] = "./";
+char temp_dir[256] = "./Temp/";
+
+void set_directory(char (&directory)[256], const char* text) {
+  if (!text) return;
+  const size_t length = std::min(std::strlen(text), sizeof directory - 1);
+  std::memcpy(directory, text, length);
+  directory[length] = 0;
+}
 
 }  // namespace
 
@@ -80,3 +89,9 @@ int VFS_del_location(const char* text) {
 const char* VFS_current_dir() { return current_dir; }
 const char* VFS_write_dir() { return write_dir; }
 const char* VFS_temp_dir() { return temp_dir; }
+
+void VFS_set_directories(const char* current, const char* write, const char* temp) {
+  set_directory(current_dir, current);
+  set_directory(write_dir, write);
+  set_directory(temp_dir, temp);
+}

@@ -6,9 +6,11 @@
 // name with its volume label where the system has drives). The list is guarded by a recursive
 // lock of its own, made at load, so a callback may add or remove while it is called.
 //
-// The directory texts ("./", "./", "./Temp/") are fixed for the life of the process: nothing sets
-// them. They are read by the Manager's mount (a missing source), the script sandbox and the `lfs`
-// library. All functions may be called from any thread.
+// The directory texts start as "./", "./" and "./Temp/". Nothing in the library changes them; an
+// embedder (a tool) may set them once with VFS_set_directories, at start-up, before any other thread
+// or any script reads them: they are read without a lock. They are read by the Manager's mount (a
+// missing source), the script sandbox and the `lfs` library. All other functions may be called
+// from any thread.
 #pragma once
 
 // One location as a callback sees it: terminated UTF-8 texts, valid during the call. A root's
@@ -32,3 +34,7 @@ int VFS_del_location(const char* text);
 const char* VFS_current_dir();
 const char* VFS_write_dir();
 const char* VFS_temp_dir();
+
+// Sets the current, write and temporary directories, for embedders; a null text leaves that one as
+// it is, and a text is cut to 255 bytes. Call it before any other thread or script reads them.
+void VFS_set_directories(const char* current, const char* write, const char* temp);

@@ -262,8 +262,10 @@ void qk_log_stop();
 
 // While not started: serve only the debugger channel.
 void qk_log_set_debug_string_only(bool on);
-// The levels whose lines are written to standard error (every level at first; RELIABLE doesn't
-// count). The debugger channel and the outputs keep every line. A tool hides DEBUG with it.
+// The levels whose lines are written to standard error (every level at first). RELIABLE counts as a
+// level bit of its own: a mask that has it lets through every line logged with RELIABLE, whatever
+// its level, so that a tool can hide DEBUG and still show the scripts' `print` (DEBUG | RELIABLE).
+// The debugger channel and the outputs keep every line.
 void qk_log_set_stderr_levels(unsigned levels);
 // The format word of the console and debugger line; FULL at first.
 void qk_log_set_console_format(unsigned format);

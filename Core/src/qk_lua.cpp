@@ -8,9 +8,12 @@
 #include "LuaStateRegistry.h"
 #include "LuaThreadUse.h"
 #include "platform/qk_platform.h"
+#include "qk_locations.h"
 #include "qk_log.h"
+#include "qk_lua_sandbox.h"
 #include "qk_lua_source.h"
 #include "qk_memory.h"
+#include "qk_path.h"
 #include "qkvfs/LuaSource.h"
 
 namespace {
@@ -28,6 +31,17 @@ int panic(lua_State* L) {
 char source_key;
 
 qkvfs::LuaSource default_source;
+
+// The sandbox's rule for loading a chunk, apart from the level table: level 1 wants a readable
+// path, level 2 one under the current directory, and every other level (3 and up too) loads
+// anything.
+bool may_load(lua_State* L, const char* filename) {
+  switch (qk_lua_sandbox_level(L)) {
+    case 1: return qk_lua_path_readable(L, filename);
+    case 2: return qk_path_is_under(VFS_current_dir(), filename) != 0;
+    default: return true;
+  }
+}
 
 const char* read_piece(lua_State* L, void* reader, size_t* size) {
   return static_cast<qk::ILuaReader*>(reader)->read(L, size);
@@ -75,6 +89,10 @@ int qk_lua_loadfile(lua_State* L, const char* filename) {
   lua_pop(L, 1);
   qk_log("lua_loadfile", qk::log::TRACE, "%s: %s", id, filename);
 
+  if (!may_load(L, filename)) {
+    lua_pushfstring(L, "can't open '%s': sandbox violation", filename);
+    return LUA_ERRFILE;
+  }
   const int status = qk_lua_load_source(L, filename);
   if (status != -1) return status;
   lua_pushfstring(L, "no file '%s'", filename);

@@ -20,8 +20,10 @@ lua_State* qk_lua_newstate(const char* name);
 void qk_lua_openlibs(lua_State* L);
 
 // Loads the file `filename` as a chunk. 0 with the chunk function on the stack; otherwise non-zero
-// with the message on the stack: LUA_ERRFILE (6) with "no filename given" for a null name and with
-// "no file '%s'" for a missing one, or the status and message of lua_load.
+// with the message on the stack: LUA_ERRFILE (6) with "no filename given" for a null name, with
+// "can't open '%s': sandbox violation" when the state's sandbox forbids the load (level 1: the path
+// must be readable; level 2: under the current directory; no check at other levels; no log line),
+// and with "no file '%s'" for a missing one, or the status and message of lua_load.
 int qk_lua_loadfile(lua_State* L, const char* filename);
 
 // lua_pcall with the same arguments, results and stack contract.
@@ -30,23 +32,20 @@ int qk_lua_pcall(lua_State* L, int nargs, int nresults, int errfunc);
 // Closes a state made by qk_lua_newstate.
 void qk_lua_close(lua_State* L);
 
-// The openers of qk_lua_openlibs. Each starts from Lua's stock library of its name; where the
-// system has a library of its own, its opener adds to or replaces what the stock one gives.
+// The openers of qk_lua_openlibs. Each starts from Lua's stock library of its name and adds to or
+// replaces what it gives:
+//   qk_lua_open_base     print to the log, loadfile and dofile through qk_lua_loadfile, the version
+//                        globals (qk_lua_base.cpp);
+//   qk_lua_open_package  the host's Lua loader, the built-in module table, safe_require
+//                        (qk_lua_package.h);
+//   qk_lua_open_io       the system's small io on real files (qk_lua_io.cpp);
+//   qk_lua_open_os       lfs first (qk_lua_lfs.cpp), then os;
+//   qk_lua_open_debug    the stock debug library, complete;
+//   qk_lua_open_log      the log library.
 int qk_lua_open_base(lua_State* L);
 int qk_lua_open_package(lua_State* L);
 int qk_lua_open_io(lua_State* L);
 int qk_lua_open_os(lua_State* L);
+int qk_lua_open_lfs(lua_State* L);
 int qk_lua_open_debug(lua_State* L);
 int qk_lua_open_log(lua_State* L);
-
-// The loading functions that the openers install (qk_lua_loaders.cpp):
-//   loadfile(name)  qk_lua_loadfile: the chunk, or nil and the message;
-//   dofile(name)    qk_lua_loadfile, then runs the chunk and answers its results; a failure to
-//                   load is raised;
-//   the package loader, package.loaders[2] with the package table as its upvalue: each template of
-//   package.path ("?" replaced by the module name, its dots made "/") through qk_lua_load_source.
-//   A missing file adds "\n\tno file '%s'" to the answer; a chunk that fails to load raises
-//   "error loading module '%s' from file '%s':\n\t%s".
-int qk_lua_loadfile_function(lua_State* L);
-int qk_lua_dofile_function(lua_State* L);
-int qk_lua_package_loader(lua_State* L);

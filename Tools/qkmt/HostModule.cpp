@@ -15,6 +15,7 @@
 #include "TextEscape.h"
 #include "ToolFiles.h"
 #include "ToolPaths.h"
+#include "qk_lua_package.h"
 
 namespace hostlua {
 
@@ -439,16 +440,23 @@ const luaL_Reg kFunctions[] = {
     {"plugin", guarded<plugin>},
 };
 
-int openHost(lua_State* L) {
+// The session of this state's run, kept in the registry by qkmt_install_host: the built-in module
+// table is the process's, so its opener finds the session per state.
+constexpr char kSessionKey[] = "qkmt.session";
+
+int openHostUnguarded(lua_State* L) {
+  lua_getfield(L, LUA_REGISTRYINDEX, kSessionKey);
+  if (!lua_touserdata(L, -1)) return luaL_error(L, "host: this Lua state has no host session");
+  const int session = lua_gettop(L);
   lua_newtable(L);
   for (const luaL_Reg& function : kFunctions) {
-    lua_pushvalue(L, lua_upvalueindex(1));
+    lua_pushvalue(L, session);
     lua_pushfstring(L, "host.%s", function.name);
     lua_pushcclosure(L, function.func, 2);
     lua_setfield(L, -2, function.name);
   }
   for (const char* name : kScriptFunctions) {
-    lua_pushvalue(L, lua_upvalueindex(1));
+    lua_pushvalue(L, session);
     lua_pushstring(L, name);
     lua_pushcclosure(L, guarded<callPrimitive, false>, 2);
     lua_setfield(L, -2, name);
@@ -456,19 +464,17 @@ int openHost(lua_State* L) {
   return 1;
 }
 
+int openHost(lua_State* L) { return guarded<openHostUnguarded>(L); }
+
 }  // namespace
 
 }  // namespace hostlua
 
-void qkmt_preload_host(lua_State* L, HostSession& session) {
+void qkmt_install_host(lua_State* L, HostSession& session) {
   using namespace hostlua;
   registerObjects(L);
   registerPanel(L, session);
-
-  lua_getglobal(L, "package");
-  lua_getfield(L, -1, "preload");
   lua_pushlightuserdata(L, &session);
-  lua_pushcclosure(L, guarded<openHost>, 1);
-  lua_setfield(L, -2, "host");
-  lua_pop(L, 2);
+  lua_setfield(L, LUA_REGISTRYINDEX, kSessionKey);
+  qk_lua_register_builtin("host", openHost);
 }

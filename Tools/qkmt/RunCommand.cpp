@@ -1,6 +1,7 @@
 #include "RunCommand.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,9 @@
 #include "ToolOutput.h"
 #include "ToolPaths.h"
 #include "qk_format.h"
+#include "qk_locations.h"
 #include "qk_lua.h"
+#include "qk_lua_sandbox.h"
 
 namespace {
 
@@ -86,7 +89,12 @@ int runScript(lua_State* L, const Invocation& invocation, int handler) {
       lua_pushstring(L, (script + ": " + reason).c_str());
       return LUA_ERRFILE;
     }
+    // The script the user named loads whatever the level: the sandbox confines what it loads,
+    // opens and lists itself.
+    const int level = qk_lua_sandbox_level(L);
+    qk_lua_set_sandbox_level(L, 0);
     status = qk_lua_loadfile(L, path.c_str());
+    qk_lua_set_sandbox_level(L, level);
   }
   if (status != 0) return status;
   const size_t first = invocation.rest + 1;
@@ -113,6 +121,7 @@ class RunCommand : public ToolCommand {
         "SCRIPT and every word after it belong to the script (--help too); - reads the script from\n"
         "standard input. The script finds its arguments in the global `arg` and in `...`.\n"
         "`require \"host\"` gives the plug-in over a host stand-in; see the README.\n"
+        "What the script prints with `print` is a log line on standard error, shown without -v.\n"
         "Exit status: 0 when everything ran to its end, 1 on an error (its message and a stack\n"
         "traceback on standard error) or, with --strict, an error box or a lost material name,\n"
         "2 usage error.");
@@ -120,6 +129,14 @@ class RunCommand : public ToolCommand {
         ->type_name("CODE")
         ->allow_extra_args(false);
     addMountOption(command, mounts_);
+    command.add_option("--sandbox", sandbox_, "Run the script at sandbox level N (0 none, 1 to 4 stricter)")
+        ->type_name("N");
+    command.add_option("--currentdir", currentDir_, "The sandbox's and lfs's current directory (./)")
+        ->type_name("DIR");
+    command.add_option("--writedir", writeDir_, "The sandbox's and lfs's write directory (./)")
+        ->type_name("DIR");
+    command.add_option("--tempdir", tempDir_, "The sandbox's and lfs's temporary directory (./Temp/)")
+        ->type_name("DIR");
     command.add_flag("--stats", stats_,
                      "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
     command.add_flag("--strict", strict_,
@@ -136,6 +153,11 @@ class RunCommand : public ToolCommand {
       return 2;
     }
     RunStats stats(stats_);
+    // As real paths, spelled relative to the working directory (an absolute one would be virtual).
+    for (std::optional<std::string>* dir : {&currentDir_, &writeDir_, &tempDir_})
+      if (*dir) **dir = loaderSpelling(**dir);
+    VFS_set_directories(currentDir_ ? currentDir_->c_str() : nullptr,
+                        writeDir_ ? writeDir_->c_str() : nullptr, tempDir_ ? tempDir_->c_str() : nullptr);
     if (const int mounted = applyMounts(mounts_)) return mounted;
     HostSession session(loaderSpelling(defaultPlugCfgDir()));
     int status = 0;
@@ -143,7 +165,8 @@ class RunCommand : public ToolCommand {
       StateHolder state;
       lua_State* L = state.L;
       qk_lua_openlibs(L);
-      qkmt_preload_host(L, session);
+      qkmt_install_host(L, session);
+      qk_lua_set_sandbox_level(L, sandbox_);
       setArg(L, invocation);
       lua_pushcfunction(L, traceback);
       const int handler = lua_gettop(L);
@@ -171,6 +194,8 @@ class RunCommand : public ToolCommand {
   std::vector<std::string> code_;
   std::vector<std::string> mounts_;
   bool strict_ = false;
+  int sandbox_ = 0;
+  std::optional<std::string> currentDir_, writeDir_, tempDir_;
   bool stats_ = false;
   std::string shownOnly_;  // SCRIPT and ARGS are shown in the help; the words come unparsed
 };

@@ -1,6 +1,7 @@
 """What the black-box tests of qkmt share: the tool's path, and the ways to meet a permission or a
 file-size limit from inside a test."""
 import os
+import re
 import resource
 import signal
 import subprocess
@@ -35,3 +36,20 @@ def file_size_limit(limit):
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
         resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
     return limit_files
+
+
+LOG_HEADER = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} (\w+) +(.*?) \([^)]*\): ", re.M)
+
+
+def printed(stderr, state="qkmt run"):
+    """What a script's `print` wrote: the texts of the log lines of level DEBUG under the state's
+    name on standard error, each ended by a line feed. A text with line feeds of its own spans
+    several lines, of which only the first is taken: tests that print such texts read the stream
+    themselves."""
+    text = stderr.decode() if isinstance(stderr, bytes) else stderr
+    out = []
+    for line in text.split("\n"):
+        header = LOG_HEADER.match(line)
+        if header and header.group(1) == "DEBUG" and header.group(2) == state:
+            out.append(line[header.end():] + "\n")
+    return "".join(out)

@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import QKMT, as_nobody_or_skip, file_size_limit
+from clisupport import LOG_HEADER, QKMT, as_nobody_or_skip, file_size_limit
 
 # A scene of about 100 KB: 400 materials with a map and an attribute each.
 BIG_SCENE = """
@@ -91,7 +91,7 @@ class Output(unittest.TestCase):
             self.skipTest("no /dev/full here")
         self.assertEqual(self.save("s.qks").returncode, 0)
         for args in (["catalogue"], ["catalogue", "--json"], ["catalogue", "--lint"], ["scene", "s.qks"],
-                     ["scene", "s.qks", "--json"], ["scene", "s.qks", "--chunks"], ["run", "-e", "print(1)"],
+                     ["scene", "s.qks", "--json"], ["scene", "s.qks", "--chunks"],
                      ["help"], ["--version"]):
             with open("/dev/full", "wb") as full:
                 result = subprocess.run([QKMT, *args], cwd=self.dir, stdout=full, stderr=subprocess.PIPE)
@@ -103,7 +103,7 @@ class Output(unittest.TestCase):
                   'host.CreateMaterialAttrib(host.material("m")) print("after")')
         result = subprocess.run([QKMT, "run", "-e", script], cwd=self.dir, stdout=subprocess.PIPE,
                                 stderr=subprocess.STDOUT)
-        self.assertEqual(result.stdout.decode().splitlines(), [
+        self.assertEqual(LOG_HEADER.sub("", result.stdout.decode()).splitlines(), [
             "before", "[Error] Can't load file: nowhere/materials.lua. Reason: no file 'nowhere/materials.lua'",
             "qkmt: nowhere/materials.lua: No such file or directory", "after"])
 

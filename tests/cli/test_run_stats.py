@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-QKMT = os.environ["QKMT"]
+from clisupport import QKMT, printed
 
 ROW = re.compile(r"^(.*?)\s+(\d+)\s+(\d+)\s+(\d+\.\d{3})\s+(\d+\.\d{3})  (closed|live)$")
 TOTALS = re.compile(r"^totals: (\d+) closed, (\d+) bytes left, (\d+) peak bytes, (\d+\.\d{3}) ms allocating, "
@@ -46,7 +46,7 @@ class RunStats(unittest.TestCase):
             print(#t)
         """)
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertEqual(result.stdout, "20000\n")
+        self.assertEqual(printed(result.stderr), "20000\n")
         rows, totals = self.table(result.stderr)
         self.assertEqual([(r[0], r[5]) for r in rows],
                          [("MaterialsList::loadMaterialsList", "closed"), ("qkmt run", "closed")])

@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-QKMT = os.environ["QKMT"]
+from clisupport import QKMT, printed
 
 
 class Vfs(unittest.TestCase):
@@ -105,9 +105,9 @@ class Vfs(unittest.TestCase):
         self.put("scripts/lib/util.lua", b"return { twice = function(x) return 2 * x end }")
         self.put("main.lua", b"package.path = '/s/?.lua'\n"
                              b"local util = require 'lib.util'\n"
-                             b"io.write(util.twice(21), ' ', dofile('/s/lib/util.lua').twice(1), '\\n')\n")
+                             b"print(util.twice(21), dofile('/s/lib/util.lua').twice(1))\n")
         r = self.qkmt("run", "--mount", "scripts:/s", "main.lua")
-        self.assertEqual((r.returncode, r.stdout), (0, b"42 2\n"), r.stderr)
+        self.assertEqual((r.returncode, printed(r.stderr)), (0, "42\t2\n"), r.stderr)
 
 
 if __name__ == "__main__":

@@ -45,7 +45,8 @@ void dispatch_log_record(const LogRecord& record, const LogLineSettings& setting
   if (record.level & log::TRACE) return;
   format_line(record, settings);
   to_debugger();
-  if (!(record.level & ~unsigned(log::RELIABLE) & stderr_levels.load())) return;
+  // RELIABLE counts as a bit of its own: a mask with it lets every reliable line through.
+  if (!(record.level & stderr_levels.load())) return;
   if (!qk_platform_stderr_is_console()) {
     qk_platform_write_stderr(line.data(), line.size());
     return;

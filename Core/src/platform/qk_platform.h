@@ -123,6 +123,10 @@ void qk_platform_sleep(uint32_t milliseconds);
 // executable file.
 bool qk_platform_find_program(const char* program, std::string& path);
 
+// The absolute path of the process's executable (/proc/self/exe on Linux); false when it can't be
+// read.
+bool qk_platform_executable_path(std::string& path);
+
 // Launches the debugger `debugger` (a path, as qk_platform_find_program gives it) to attach to
 // this process, and waits without limit until the launch has ended. The launch is a process of
 // its own, which starts `debugger -q -p PID -ex continue` on the controlling terminal (standard

@@ -28,3 +28,9 @@ qk::RefPtr<qk::IBuffer> qk_vfs_read_file(std::string_view path, bool silent);
 
 // A reader of the whole file, virtual or real, through the Manager's open_reader; null on failure.
 qk::ReaderPtr<> qk_vfs_open_reader(std::string_view path, bool silent);
+
+// The MD5 of RFC 1321 over the whole file, virtual or real, read through the Manager's
+// open_reader in blocks of 4096 bytes (a block shorter than that ends it), as 32 lower-case
+// hexadecimal digits into `hex`. False, with `hex` untouched, when the file can't be opened (no
+// line) or a read fails (logged at ERROR under QKCORESTATIC).
+bool qk_vfs_md5sum(std::string_view path, char (&hex)[33]);
