@@ -37,6 +37,7 @@ struct Walk {
   std::string root;     // the folder, normalised; empty for the working directory
   std::string skipped;  // the archive's own absolute path, left out
   std::vector<Item> items;
+  std::string failure;  // the first folder that couldn't be listed, with the reason
   int depth = 0;
   std::string prefix;  // the name of the folder being listed, with a trailing "/"
 };
@@ -46,10 +47,13 @@ std::string absolute(const std::string& path) {
   return VFS_path_getreal(full, sizeof full, path.c_str()) ? std::string(full) : std::string();
 }
 
+// Lists `folder` and what lies below it into the walk. A folder that can't be listed fails the
+// walk (a mount would show it empty, but an archive that silently lacks a folder's files is a loss).
 void walk(Walk& walker, const std::string& folder) {
-  if (walker.depth >= kMaxDepth) return;
-  qk_fs_list(
-      folder.empty() ? std::string_view(".") : std::string_view(folder),
+  if (walker.depth >= kMaxDepth || !walker.failure.empty()) return;
+  const std::string_view listed = folder.empty() ? std::string_view(".") : std::string_view(folder);
+  const int64_t count = qk_fs_list(
+      listed,
       [](void* user, std::string_view, std::string_view name, const fs_entry& entry) {
         Walk& w = *static_cast<Walk*>(user);
         Item item;
@@ -69,6 +73,10 @@ void walk(Walk& walker, const std::string& folder) {
         w.prefix = outer;
       },
       &walker);
+  if (count < 0 && walker.failure.empty()) {
+    const std::string reason = unreadableReason(std::string(listed));
+    walker.failure = std::string(listed) + ": can't be listed" + (reason.empty() ? "" : ": " + reason);
+  }
 }
 
 // The sink of the writer: the replacement of the output file.
@@ -167,7 +175,11 @@ bool PackCommand::load_metadata(qk::MetadataTable& table) {
 
 int PackCommand::run(const Invocation&) {
   fs_entry entry;
-  if (!qk_fs_stat(folder_, &entry) || entry.kind != 2) return fail(folder_ + ": not a folder");
+  if (!qk_fs_stat(folder_, &entry)) {
+    const std::string reason = unreadableReason(folder_);
+    return fail(folder_ + ": " + (reason.empty() ? "not a folder" : reason));
+  }
+  if (entry.kind != 2) return fail(folder_ + ": not a folder");
   qk_path_normalize(folder_, root_, false);
   if (!root_.empty() && root_.back() == '/') root_.pop_back();
 
@@ -177,6 +189,11 @@ int PackCommand::run(const Invocation&) {
   w.root = root_;
   w.skipped = absolute(archive_);
   walk(w, root_);
+  if (!w.failure.empty()) return fail(w.failure);
+  if (w.items.empty())
+    return fail(
+        folder_ +
+        ": nothing to pack: the folder holds no files or folders (names that begin with \".\" are left out)");
   std::sort(w.items.begin(), w.items.end(), [](const Item& a, const Item& b) { return a.name < b.name; });
   return pack(w.items, table);
 }
@@ -190,6 +207,9 @@ int PackCommand::pack(const std::vector<Item>& items, const qk::MetadataTable& t
   for (const Item& item : items) files += !item.directory;
 
   FileReplacement out(archive_);
+  // An archive written into a pipe or a device is standard output's stream, or may be: the result
+  // line then goes to standard error, so that it can't join the archive's bytes.
+  const bool streamed = out.inPlace();
   ReplacementSink sink(out);
   qkvfs::ArchiveWriter writer(sink, options_);
   {
@@ -230,9 +250,10 @@ int PackCommand::pack(const std::vector<Item>& items, const qk::MetadataTable& t
     return fail(out.error().empty() ? archive_ + ": " + writer.error() : out.error());
   for (const auto& [key, map] : table)
     if (!used_keys.count(key)) writeErr("qkmt: warning: metadata for " + key + " matches no file\n");
-  writeOut(archive_ + ": " + std::to_string(files) + " files (" + std::to_string(compressed) +
-           " compressed), " + std::to_string(directories) + " directories, " +
-           std::to_string(writer.bytes_written()) + " bytes from " + std::to_string(bytes_in) + "\n");
+  (streamed ? writeErr : writeOut)(
+      archive_ + ": " + std::to_string(files) + " files (" + std::to_string(compressed) + " compressed), " +
+      std::to_string(directories) + " directories, " + std::to_string(writer.bytes_written()) +
+      " bytes from " + std::to_string(bytes_in) + "\n");
   return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <zstd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,34 @@ constexpr size_t kFrameHeaderMax = 18;  // the largest zstd frame header
 struct ReleaseFile {
   void operator()(qkvfs::IFile* file) const { file->release(); }
 };
+
+uint64_t le_bytes(const unsigned char* p, int count) {
+  uint64_t value = 0;
+  for (int i = count - 1; i >= 0; --i) value = value << 8 | p[i];
+  return value;
+}
+
+// What made the load answer "archive is broken", in plain words: the tail's checks again, told.
+std::string why_broken(qkvfs::IFile& file) {
+  const uint64_t size = file.size();
+  if (size == 0) return "the file is empty";
+  unsigned char head[4] = {};
+  if (file.seek(0) && file.read(head, 4) == 4 && head[0] == 'P' && head[1] == 'K' &&
+      ((head[2] == 3 && head[3] == 4) || (head[2] == 5 && head[3] == 6)))
+    return "it is a zip file, which mounts as it is but has no digests to verify";
+  unsigned char tail[qkvfs::kArchiveTailSize] = {};
+  const size_t n = size_t(std::min<uint64_t>(size, sizeof tail));
+  if (!file.seek(size - n) || file.read(tail, n) != n) return "its end can't be read";
+  if (n < 4 || std::memcmp(tail + n - 4, qkvfs::kArchiveMagic, 4) != 0)
+    return "it doesn't end with \"QKPK\": it was cut short, or isn't a .qkpk archive";
+  if (n < sizeof tail) return "it is shorter than an archive's tail of 40 bytes";
+  const uint64_t version = le_bytes(tail + 32, 4);
+  if (version != qkvfs::kArchiveVersion)
+    return "its format version is " + std::to_string(version) + ", where version 3 is read";
+  const uint64_t index_size = le_bytes(tail, 8);
+  return "its index claims " + std::to_string(index_size) + " bytes, more than the " +
+         std::to_string(size - sizeof tail) + " before its tail";
+}
 
 std::string count_of(uint64_t n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
@@ -144,6 +173,7 @@ class VerifyCommand final : public ToolCommand {
       return 1;
     }
     if (!refusal.empty()) {
+      if (refusal == "archive is broken") refusal += ": " + why_broken(*file);
       writeErr("qkmt: " + path + ": " + refusal + "\n");
       return 1;
     }

@@ -11,7 +11,8 @@
 // The report, on standard output, names each damaged file with what is wrong in plain words
 // ("textures/rock.dds: its content doesn't match its digest"), then one line for the whole
 // archive. An archive that can't be opened at all gets one line on standard error with the
-// reason ("archive is broken", "its index is damaged: Not enough input data"). The driver's own log
+// reason ("archive is broken: the file is empty", "... it doesn't end with "QKPK": it was cut
+// short, or isn't a .qkpk archive", "its index is damaged: Not enough input data"). The driver's own log
 // lines stay on standard error. Exit status: 0 every file is good, 1 damaged or unreadable, 2 usage
 // error.
 #pragma once

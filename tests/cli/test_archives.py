@@ -189,8 +189,23 @@ class Archives(unittest.TestCase):
         r = self.qkmt("verify", "cut.qkpk")
         self.assertEqual(r.returncode, 1)
         self.assertEqual(r.stderr, b"qkmt: cut.qkpk: its index is damaged: Not enough input data\n")
-        r = self.qkmt("verify", "Data/Big.bin")
-        self.assertEqual((r.returncode, r.stderr), (1, b"qkmt: Data/Big.bin: archive is broken\n"))
+        # What the tail's checks found, told: each case a user meets.
+        with zipfile.ZipFile(self.path("data.zip"), "w") as z:
+            z.writestr("a.txt", b"zipped")
+        self.put("empty.qkpk", b"")
+        self.put("v4.qkpk", bytes(data[:-8]) + struct.pack("<I", 4) + b"QKPK")
+        broken = {
+            "Data/Big.bin": "it doesn't end with \"QKPK\": it was cut short, or isn't a .qkpk archive",
+            "empty.qkpk": "the file is empty",
+            "data.zip": "it is a zip file, which mounts as it is but has no digests to verify",
+            "v4.qkpk": "its format version is 4, where version 3 is read",
+        }
+        for name, reason in broken.items():
+            r = self.qkmt("verify", name)
+            self.assertEqual((r.returncode, r.stdout, r.stderr.decode()),
+                             (1, b"", "qkmt: %s: archive is broken: %s\n" % (name, reason)))
+        r = self.qkmt("verify", "Data")
+        self.assertEqual((r.returncode, r.stderr), (1, b"qkmt: Data: Is a directory\n"))
         r = self.qkmt("ls", "--mount", "cut.qkpk:/", "/")
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"qkmt: --mount cut.qkpk:/: Not enough input data\n", r.stderr)
@@ -210,6 +225,20 @@ class Archives(unittest.TestCase):
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"Data/Textures/noise.bin: can't be read: Permission denied", r.stderr)
         self.assertEqual(self.read("data.qkpk"), before)
+        # A folder that can't be listed would be packed empty: the pack fails instead.
+        os.chmod(self.path("Data/Textures/noise.bin"), 0o644)
+        os.chmod(self.path("Data/Textures"), 0)
+        r = self.qkmt("pack", "Data", "data.qkpk", **as_nobody_or_skip(self))
+        os.chmod(self.path("Data/Textures"), 0o755)
+        self.assertEqual((r.returncode, r.stderr), (1, b"qkmt: Data/Textures: can't be listed: Permission denied\n"))
+        self.assertEqual(self.read("data.qkpk"), before)
+
+    def test_a_pack_into_a_pipe_keeps_its_result_line_out_of_the_archive(self):
+        direct = self.pack("Data", "data.qkpk").stdout
+        r = self.qkmt("pack", "Data", "/dev/stdout")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(r.stdout, self.read("data.qkpk"))
+        self.assertEqual(r.stderr, direct.replace(b"data.qkpk:", b"/dev/stdout:"))
 
     def test_progress_shows_on_a_terminal_only(self):
         leader, follower = pty.openpty()
@@ -231,13 +260,25 @@ class Archives(unittest.TestCase):
         self.assertEqual(r.returncode, 0)
         self.assertIn(b"packing 4/4", shown)
 
-    def test_usage_errors(self):
+    def test_usage_errors_and_refusals(self):
         for args in (("--level", "0"), ("--level", "20"), ("--time-from", "ctime"), ("--store-below", "-1")):
             r = self.qkmt("pack", "Data", "x.qkpk", *args)
             self.assertEqual(r.returncode, 2, args)
-        r = self.qkmt("pack", "Data/empty.txt", "x.qkpk")
-        self.assertEqual((r.returncode, r.stderr), (1, b"qkmt: Data/empty.txt: not a folder\n"))
-        self.assertFalse(os.path.exists(self.path("x.qkpk")))
+        os.makedirs(self.path("Nothing"))
+        self.put("Nothing/.hidden", b"left out")
+        os.makedirs(self.path("Folder"))
+        for folder, archive, message in (
+                ("Data/empty.txt", "x.qkpk", "Data/empty.txt: not a folder"),
+                ("Missing", "x.qkpk", "Missing: No such file or directory"),
+                ("Nothing", "x.qkpk",
+                 "Nothing: nothing to pack: the folder holds no files or folders (names that begin with \".\" are left out)"),
+                ("Data", "Folder", "Folder: can't be written: Is a directory"),
+                ("Data", "Missing/x.qkpk", "Missing/x.qkpk: can't be written: No such file or directory"),
+                ("Data", "/dev/full", "/dev/full: can't be written: No space left on device")):
+            r = self.qkmt("pack", folder, archive)
+            self.assertEqual((r.returncode, r.stdout, r.stderr.decode()), (1, b"", "qkmt: %s\n" % message))
+        self.assertEqual(sorted(os.listdir(self.dir)), ["Data", "Folder", "Nothing"])
+        self.assertEqual(os.listdir(self.path("Folder")), [])
 
 
 if __name__ == "__main__":
