@@ -103,10 +103,18 @@ struct Fixture {
     }
     std::shuffle(names.begin(), names.end(), std::mt19937(1));
     if (zip_vfs.mount("files.zip", "/", false, nullptr, false) == qkvfs::kMountFailed) std::abort();
-    if (qkpk_vfs.mount("files", "/", false, nullptr, false) == qkvfs::kMountFailed) std::abort();
-    if (big_vfs.mount("big", "/", false, nullptr, false) == qkvfs::kMountFailed) std::abort();
+    // The archives are named with their extension: "files" alone would find files.zip first, and
+    // the zip driver ends the chain of factories.
+    if (qkpk_vfs.mount("files.qkpk", "/", false, nullptr, false) == qkvfs::kMountFailed) std::abort();
+    if (big_vfs.mount("big.qkpk", "/", false, nullptr, false) == qkvfs::kMountFailed) std::abort();
+    qkpk_vfs.for_each_driver(
+        [](qkvfs::IDriver* driver, void*) {
+          if (std::strcmp(driver->name(), "QKPKDriver") != 0) std::abort();
+        },
+        nullptr);
     big_vfs.for_each_driver(
         [](qkvfs::IDriver* driver, void* context) {
+          if (std::strcmp(driver->name(), "QKPKDriver") != 0) std::abort();
           auto& fixture = *static_cast<Fixture*>(context);
           const qkvfs::FileRecord& record = static_cast<qkvfs::QKPKDriver*>(driver)->index().records[0];
           fixture.frame_offset = record.offset;
