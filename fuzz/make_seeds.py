@@ -2,7 +2,8 @@
 """Writes the seed inputs of the fuzz targets from real files and real tools: scenes saved by
 `qkmt run` (examples/tour.lua and a scene of every kind of attribute), the attribute chunks cut out
 of them, zstd frames made by the zstd command, deflate streams made by Python's zlib, and text in
-many scripts. Seeds go to fuzz/corpus/TARGET/seed-*; a fuzzing run adds its finds beside them, and
+many scripts, and the archive tests' zip files and .qkpk archives with one made by `qkmt pack`.
+Seeds go to fuzz/corpus/TARGET/seed-*; a fuzzing run adds its finds beside them, and
 `-merge=1` keeps the corpus small.
 
     fuzz/make_seeds.py BUILD_DIR        (BUILD_DIR holds Tools/qkmt/qkmt)
@@ -161,6 +162,27 @@ def seed_text():
             write("transform_utf8", "%s-%02x" % (name, room), bytes([room]) + sample)
 
 
+def seed_archives(qkmt):
+    """The archive tests' zip files and .qkpk archives (but the 1 MiB one, whose size would set the
+    fuzzer's input length), and an archive of a small folder made by `qkmt pack`."""
+    for kind in ("good", "bad"):
+        for path in sorted((DATA / kind / "archives").iterdir()):
+            if path.stat().st_size > 65536:
+                continue
+            target = "zip_archive" if path.suffix == ".zip" else "qkpk_archive"
+            write(target, kind + "-" + path.name, path.read_bytes())
+    with tempfile.TemporaryDirectory() as work:
+        folder = pathlib.Path(work) / "tree"
+        (folder / "Sub").mkdir(parents=True)
+        (folder / "Sub" / "text.txt").write_bytes(text(3000, 3))
+        (folder / "small.bin").write_bytes(b"abc")
+        (folder / ".metadata.json").write_text('{ "%s/small.bin": { "lod": { "type": "int", "value": 1 } } }' % folder)
+        archive = pathlib.Path(work) / "packed.qkpk"
+        subprocess.run([qkmt, "pack", str(folder), str(archive), "--time-from", "zero"], check=True,
+                       stdout=subprocess.DEVNULL)
+        write("qkpk_archive", "packed", archive.read_bytes())
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -168,6 +190,7 @@ def main():
     seed_scenes(qkmt)
     seed_readers()
     seed_text()
+    seed_archives(qkmt)
 
 
 if __name__ == "__main__":

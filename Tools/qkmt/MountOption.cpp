@@ -37,7 +37,8 @@ std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& er
 void addMountOption(CLI::App& command, std::vector<std::string>& texts) {
   command
       .add_option("--mount", texts,
-                  "Mount a folder into the virtual file system: SOURCE:MOUNTPOINT[:append][:tag=TAG]; "
+                  "Mount a folder, a zip file or a .qkpk archive into the virtual file system: "
+                  "SOURCE:MOUNTPOINT[:append][:tag=TAG]; "
                   "repeatable, later mounts win unless :append is given")
       ->take_all()
       ->allow_extra_args(false);
@@ -57,8 +58,15 @@ int applyMounts(const std::vector<std::string>& texts) {
       writeErr("qkmt: --mount " + text + ": " + error + "\n");
       return 2;
     }
-    const uint64_t id = qkvfs::manager().mount(spec->source.c_str(), spec->mount_point.c_str(), spec->append,
-                                               spec->tag.empty() ? nullptr : spec->tag.c_str(), false);
+    uint64_t id = qkvfs::kMountFailed;
+    try {
+      id = qkvfs::manager().mount(spec->source.c_str(), spec->mount_point.c_str(), spec->append,
+                                  spec->tag.empty() ? nullptr : spec->tag.c_str(), false);
+    } catch (const std::exception& failure) {
+      // A damaged archive index leaves the mount with the reader's error.
+      writeErr("qkmt: --mount " + text + ": " + failure.what() + "\n");
+      return 1;
+    }
     if (id == qkvfs::kMountFailed) return 1;
   }
   return 0;

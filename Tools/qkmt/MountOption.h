@@ -1,11 +1,14 @@
 // --mount SOURCE:MOUNTPOINT[:append][:tag=TAG]: the tool's mounts into the process's Manager.
 //
-// SOURCE is a real folder, as the user spells it (case counts on Linux); MOUNTPOINT is a virtual
-// path, which begins with "/". The mount point starts at the first ":" that a "/" follows (or, with
-// none, at the first ":"), so a source may hold colons of its own. Then, in any order, "append"
-// (earlier mounts win over this one; without it this one wins over them) and "tag=TAG" (the rest of
-// the text is the tag). Mounts are made in the order given; their messages are the Manager's own
-// log lines ("Mounted: ..." at DEBUG, shown by -v).
+// SOURCE is a real folder, zip file or .qkpk archive, as the user spells it (case counts on Linux;
+// "data/pack" also finds data/pack.zip and data/pack.qkpk, as the Manager's drivers look for them);
+// MOUNTPOINT is a virtual path, which begins with "/". The mount point starts at the first ":"
+// that a "/" follows (or, with none, at the first ":"), so a source may hold colons of its own.
+// Then, in any order, "append" (earlier mounts win over this one; without it this one wins over
+// them) and "tag=TAG" (the rest of the text is the tag). Mounts are made in the order given; their
+// messages are the Manager's own log lines ("Mounted: ..." at DEBUG, shown by -v). An archive
+// whose index is cut short ends the command with "qkmt: --mount TEXT: Not enough input data"
+// (status 1).
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -43,6 +43,7 @@ std::string unreadableReason(const std::string& path) {
 
 FileReplacement::FileReplacement(std::string path) : path_(std::move(path)) {
   fail(qk_fs_replace_begin(path_, replacement_));
+  in_place_ = error_.empty() && replacement_.temporary.empty();
 }
 
 FileReplacement::~FileReplacement() { qk_fs_replace_abandon(replacement_); }

@@ -33,6 +33,9 @@ class FileReplacement {
   bool write(std::string_view bytes);
   bool commit();
   const std::string& error() const { return error_; }
+  // True when the target is a device or a pipe, written in place: there is no temporary file, and
+  // what was written before a failure has gone out.
+  bool inPlace() const { return in_place_; }
 
  private:
   bool fail(qk_platform_error code);
@@ -40,6 +43,7 @@ class FileReplacement {
   std::string path_;
   qk_fs_replacement replacement_;
   std::string error_;
+  bool in_place_ = false;
 };
 
 // Replaces the file at `path` with `bytes`; empty on success, else the failure text.

@@ -4,8 +4,10 @@
 
 #include "CatalogueCommand.h"
 #include "CommandLine.h"
+#include "PackCommand.h"
 #include "RunCommand.h"
 #include "SceneCommand.h"
+#include "VerifyCommand.h"
 #include "VfsCommands.h"
 #include "qk_assert.h"
 #include "qk_log.h"
@@ -24,5 +26,7 @@ int main(int argc, char** argv) {
   commands.push_back(makeLsCommand());
   commands.push_back(makeStatCommand());
   commands.push_back(makeCatCommand());
+  commands.push_back(makePackCommand());
+  commands.push_back(makeVerifyCommand());
   return runCommandLine(argc, argv, commands);
 }

@@ -23,8 +23,20 @@ struct MetadataValue {
   std::string text;     // for STRING
 };
 
-// Key to value, with the standard hash of the text. Keys compare exactly: no case folding.
-using MetadataMap = std::unordered_map<std::string, MetadataValue>;
+// The hash of a metadata key: 64-bit FNV-1a of its bytes (offset basis 0xcbf29ce484222325, prime
+// 0x100000001b3), the same on every platform, so that a map's buckets don't depend on the C++
+// library.
+struct MetadataKeyHash {
+  size_t operator()(std::string_view key) const noexcept {
+    uint64_t hash = 0xcbf29ce484222325ull;
+    for (const char c : key) hash = (hash ^ uint64_t(static_cast<unsigned char>(c))) * 0x100000001b3ull;
+    return size_t(hash);
+  }
+};
+
+// Key to value. Keys compare exactly: no case folding. An archive's maps start with 8 buckets and
+// keep the standard maximum load factor of 1.0.
+using MetadataMap = std::unordered_map<std::string, MetadataValue, MetadataKeyHash>;
 // A driver's table: file path (or name inside an archive) to the file's map.
 using MetadataTable = std::unordered_map<std::string, MetadataMap>;
 

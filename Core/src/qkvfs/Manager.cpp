@@ -13,6 +13,8 @@
 #include "qk_log.h"
 #include "qk_path.h"
 #include "qkvfs/Drivers/FSDriver.h"
+#include "qkvfs/Drivers/QKPKDriver.h"
+#include "qkvfs/Drivers/ZDriver.h"
 
 namespace qkvfs {
 
@@ -21,9 +23,9 @@ namespace {
 // Mount ids of the whole process; the first is 1.
 std::atomic<uint64_t> last_mount_id{0};
 
-// The factories every Manager starts with, in this order. The zip driver's and the archive
-// driver's factories follow the folder's when they arrive.
-const DriverFactory kDefaultFactories[] = {&FSDriver::factory};
+// The factories every Manager starts with, in this order: a folder, a zip file (which ends the
+// chain when it mounts), a .qkpk archive.
+const DriverFactory kDefaultFactories[] = {&FSDriver::factory, &ZDriver::factory, &QKPKDriver::factory};
 
 // A source as a mount takes it: normalised, and one trailing "/" dropped.
 std::string normalised_source(const char* given, bool fold) {

@@ -4,8 +4,8 @@
 //
 // Mounting. mount(source, mount point, append, tag, silent) normalises and folds the mount point
 // (it must begin with "/"; it gets a trailing "/") and the source (a missing one is the current
-// directory, "./"), and runs the factories in order (the folder driver; the zip and archive
-// drivers join it in that order): each driver that comes back is kept, and `stop` ends the chain.
+// directory, "./"), and runs the factories in order (the folder driver, the zip driver, the archive
+// driver): each driver that comes back is kept, and `stop` ends the chain (a zip sets it).
 // A driver's entries go into the tables; without `append` the new drivers go to the front and win
 // over every earlier mount (of several from one mount, the last registered wins), with `append`
 // to the end, where earlier mounts win. Mounting the same source at the same mount point again
@@ -50,7 +50,7 @@ namespace qkvfs {
 
 class Manager final : public IVFSandbox {
  public:
-  // Registers the folder driver's factory and reserves the tables' room.
+  // Registers the three drivers' factories and reserves the tables' room.
   Manager();
   // Destroys every driver, orphans too, and empties the factories and tables.
   ~Manager() override;

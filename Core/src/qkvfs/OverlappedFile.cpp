@@ -39,4 +39,10 @@ size_t OverlappedFile::read_at(uint64_t offset, void* buffer, size_t size) {
   return done;
 }
 
+bool OverlappedFile::size(uint64_t& out) const {
+  qk_platform_file file;
+  file.handle = handle_.load(std::memory_order_acquire);
+  return file.valid() && qk_platform_size(file, out) == 0;
+}
+
 }  // namespace qkvfs

@@ -34,6 +34,10 @@ class OverlappedFile {
   // open. Safe from many threads at once.
   size_t read_at(uint64_t offset, void* buffer, size_t size);
 
+  // The file's size now; false (nothing logged) while the file isn't open or the system can't
+  // tell. The archive drivers ask before they allocate for a large entry.
+  bool size(uint64_t& out) const;
+
   const char* path() const { return path_.c_str(); }
 
  private:
