@@ -15,8 +15,8 @@
 //   rename(oldname, newname)      true, or nil and "os.rename('%s', '%s') failed. See log for
 //                                 details."; replaces an existing newname. From level 3 refused as
 //                                 "lfs.rename"; at levels 1 and 2 both names must be writable, else
-//                                 refused as "lfs.remove" with oldname. (The names of an older
-//                                 library, kept: scripts and log readers match them.)
+//                                 refused as "lfs.remove" with oldname. (These texts are the
+//                                 refusals' fixed wording, which log readers match.)
 //   getpid()                      the process id
 //   open_uri(uri)                 0 when the desktop's opener was started, else the shell's error
 //                                 code (qk_shell_open); refused at every level but 0
