@@ -94,7 +94,8 @@ TEST(LuaOs, KeepsTheHarmlessStockFunctionsAndRemovesTheHarmfulOnes) {
 }
 
 // Each case's result at the levels -1, 0, 1, 2, 3, 4, 5, in a folder with c/ as the current, w/
-// as the write and t/ as the temporary directory. Files are made afresh for each level.
+// as the write and t/ as the temporary directory; "!NAME(ARG)" is the refusal "NAME(ARG): sandbox
+// violation". Files are made afresh for each level.
 struct LevelCase {
   const char* code;
   const char* at[7];
@@ -102,39 +103,30 @@ struct LevelCase {
 
 const LevelCase level_cases[] = {
     {"os.remove('w/a')",
-     {"true", "true", "true", "true", "os.remove(w/a): sandbox violation",
-      "os.remove(w/a): sandbox violation", "os.remove(w/a): sandbox violation"}},
+     {"true", "true", "true", "true", "!os.remove(w/a)", "!os.remove(w/a)", "!os.remove(w/a)"}},
     {"os.remove('c/b')",
-     {"true", "true", "os.remove(c/b): sandbox violation", "os.remove(c/b): sandbox violation",
-      "os.remove(c/b): sandbox violation", "os.remove(c/b): sandbox violation",
-      "os.remove(c/b): sandbox violation"}},
+     {"true", "true", "!os.remove(c/b)", "!os.remove(c/b)", "!os.remove(c/b)", "!os.remove(c/b)",
+      "!os.remove(c/b)"}},
     {"os.rename('w/a', 't/a')",
-     {"true", "true", "true", "true", "lfs.rename(w/a): sandbox violation",
-      "lfs.rename(w/a): sandbox violation", "lfs.rename(w/a): sandbox violation"}},
+     {"true", "true", "true", "true", "!lfs.rename(w/a)", "!lfs.rename(w/a)", "!lfs.rename(w/a)"}},
     // Only oldname is writable: the refusal of levels 1 and 2 is named lfs.remove.
     {"os.rename('w/a', 'c/a')",
-     {"true", "true", "lfs.remove(w/a): sandbox violation", "lfs.remove(w/a): sandbox violation",
-      "lfs.rename(w/a): sandbox violation", "lfs.rename(w/a): sandbox violation",
-      "lfs.rename(w/a): sandbox violation"}},
+     {"true", "true", "!lfs.remove(w/a)", "!lfs.remove(w/a)", "!lfs.rename(w/a)", "!lfs.rename(w/a)",
+      "!lfs.rename(w/a)"}},
     {"os.rename('c/b', 'w/b')",
-     {"true", "true", "lfs.remove(c/b): sandbox violation", "lfs.remove(c/b): sandbox violation",
-      "lfs.rename(c/b): sandbox violation", "lfs.rename(c/b): sandbox violation",
-      "lfs.rename(c/b): sandbox violation"}},
+     {"true", "true", "!lfs.remove(c/b)", "!lfs.remove(c/b)", "!lfs.rename(c/b)", "!lfs.rename(c/b)",
+      "!lfs.rename(c/b)"}},
     {"os.getenv('QK_OS_TEST')",
-     {"set", "set", "set", "set", "set", "os.getenv(QK_OS_TEST): sandbox violation",
-      "os.getenv(QK_OS_TEST): sandbox violation"}},
+     {"set", "set", "set", "set", "set", "!os.getenv(QK_OS_TEST)", "!os.getenv(QK_OS_TEST)"}},
     {"os.execute('exit 3')",
-     {"execute(exit 3): sandbox violation", "768", "execute(exit 3): sandbox violation",
-      "execute(exit 3): sandbox violation", "execute(exit 3): sandbox violation",
-      "execute(exit 3): sandbox violation", "execute(exit 3): sandbox violation"}},
+     {"!execute(exit 3)", "768", "!execute(exit 3)", "!execute(exit 3)", "!execute(exit 3)",
+      "!execute(exit 3)", "!execute(exit 3)"}},
     {"os.execute()",
-     {"execute(nil): sandbox violation", "1", "execute(nil): sandbox violation",
-      "execute(nil): sandbox violation", "execute(nil): sandbox violation", "execute(nil): sandbox violation",
-      "execute(nil): sandbox violation"}},
+     {"!execute(nil)", "1", "!execute(nil)", "!execute(nil)", "!execute(nil)", "!execute(nil)",
+      "!execute(nil)"}},
     {"os.open_uri('missing.txt')",
-     {"os.open_uri(missing.txt): sandbox violation", "2", "os.open_uri(missing.txt): sandbox violation",
-      "os.open_uri(missing.txt): sandbox violation", "os.open_uri(missing.txt): sandbox violation",
-      "os.open_uri(missing.txt): sandbox violation", "os.open_uri(missing.txt): sandbox violation"}},
+     {"!os.open_uri(missing.txt)", "2", "!os.open_uri(missing.txt)", "!os.open_uri(missing.txt)",
+      "!os.open_uri(missing.txt)", "!os.open_uri(missing.txt)", "!os.open_uri(missing.txt)"}},
 };
 
 TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
@@ -151,14 +143,14 @@ TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
       Console console;
       const std::string result = s.run(std::string("return ") + c.code);
       const Lines lines = console.lines();
-      EXPECT_EQ(result, c.at[level + 1]) << c.code << " at level " << level;
+      const std::string expected = c.at[level + 1];
+      const bool refused = expected[0] == '!';
+      EXPECT_EQ(result, refused ? expected.substr(1) + ": sandbox violation" : expected)
+          << c.code << " at level " << level;
       // A refusal is logged under LUA with the state's name; nothing else is.
-      const bool refused = result.find("sandbox violation") != std::string::npos;
       EXPECT_EQ(lines, refused ? Lines{"ERROR LUA: os log test -> " + result} : Lines{})
           << c.code << " at level " << level;
-      std::filesystem::remove_all("c");
-      std::filesystem::remove_all("w");
-      std::filesystem::remove_all("t");
+      for (const char* folder : {"c", "w", "t"}) std::filesystem::remove_all(folder);
     }
   }
   unsetenv("QK_OS_TEST");
@@ -189,8 +181,6 @@ TEST(LuaOs, MissingArgumentsRaiseTheirOwnMessages) {
   EXPECT_NE(s.run("os.rename('a')").find("bad argument #2 to 'rename' (newname is required)"),
             std::string::npos);
   EXPECT_NE(s.run("os.getenv()").find("bad argument #1 to 'getenv' (string expected, got no value)"),
-            std::string::npos);
-  EXPECT_NE(s.run("os.open_uri({})").find("bad argument #1 to 'open_uri' (string expected, got table)"),
             std::string::npos);
 }
 
