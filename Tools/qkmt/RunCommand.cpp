@@ -131,9 +131,10 @@ class RunCommand : public ToolCommand {
         ->allow_extra_args(false);
     addMountOption(command, mounts_);
     command
-        .add_option("--log", logs_,
-                    "Write the log's lines to FILE too, those its RULES take (every module at every level "
-                    "but trace without them); repeatable; see the README")
+        .add_option(
+            "--log", logs_,
+            "Write the log's lines to the file FILE too, those its RULES take: MODULE[@THREAD][=LEVEL+...] "
+            "separated by commas (without them every module at every level but trace); repeatable")
         ->type_name("FILE[:RULES]")
         ->take_all()
         ->allow_extra_args(false);
