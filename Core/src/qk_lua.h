@@ -39,9 +39,9 @@ void qk_lua_close(lua_State* L);
 //   qk_lua_open_package  the host's Lua loader, the built-in module table, safe_require
 //                        (qk_lua_package.h);
 //   qk_lua_open_io       the system's small io on real files (qk_lua_io.cpp);
-//   qk_lua_open_os       lfs first (qk_lua_lfs.cpp), then os;
+//   qk_lua_open_os       lfs first (qk_lua_lfs.cpp), then os with the sandbox (qk_lua_os.cpp);
 //   qk_lua_open_debug    the stock debug library, complete;
-//   qk_lua_open_log      the log library.
+//   qk_lua_open_log      the log library (qk_lua_log.cpp).
 int qk_lua_open_base(lua_State* L);
 int qk_lua_open_package(lua_State* L);
 int qk_lua_open_io(lua_State* L);

@@ -7,8 +7,9 @@
 
 #include "HostModule.h"
 #include "HostSession.h"
-#include "RunStats.h"
+#include "LogOption.h"
 #include "MountOption.h"
+#include "RunStats.h"
 #include "ToolFiles.h"
 #include "ToolOutput.h"
 #include "ToolPaths.h"
@@ -129,6 +130,14 @@ class RunCommand : public ToolCommand {
         ->type_name("CODE")
         ->allow_extra_args(false);
     addMountOption(command, mounts_);
+    command
+        .add_option(
+            "--log", logs_,
+            "Write the log's lines to the file FILE too, those its RULES take: MODULE[@THREAD][=LEVEL+...] "
+            "separated by commas (without them every module at every level but trace); repeatable")
+        ->type_name("FILE[:RULES]")
+        ->take_all()
+        ->allow_extra_args(false);
     command.add_option("--sandbox", sandbox_, "Run the script at sandbox level N (0 none, 1 to 4 stricter)")
         ->type_name("N");
     command.add_option("--currentdir", currentDir_, "The sandbox's and lfs's current directory (./)")
@@ -137,8 +146,9 @@ class RunCommand : public ToolCommand {
         ->type_name("DIR");
     command.add_option("--tempdir", tempDir_, "The sandbox's and lfs's temporary directory (./Temp/)")
         ->type_name("DIR");
-    command.add_flag("--stats", stats_,
-                     "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
+    command.add_flag(
+        "--stats", stats_,
+        "At the end, print each Lua state's bytes, peak, allocation time and load on standard error");
     command.add_flag("--strict", strict_,
                      "Exit with status 1 when the run showed an error box or a scene lost a material name");
     command.add_option("script", shownOnly_, "The Lua script to run, - for standard input")
@@ -152,6 +162,17 @@ class RunCommand : public ToolCommand {
       writeErr("qkmt run: a SCRIPT or -e CODE is wanted; see 'qkmt help run'\n");
       return 2;
     }
+    std::vector<LogOutputSpec> outputs;
+    for (const std::string& text : logs_) {
+      std::string error;
+      std::optional<LogOutputSpec> output = parseLogOption(text, error);
+      if (!output) {
+        writeErr("qkmt: --log " + text + ": " + error + "\n");
+        return 2;
+      }
+      outputs.push_back(std::move(*output));
+    }
+    RunLog log(outputs);
     RunStats stats(stats_);
     // As real paths, spelled relative to the working directory (an absolute one would be virtual).
     for (std::optional<std::string>* dir : {&currentDir_, &writeDir_, &tempDir_})
@@ -193,6 +214,7 @@ class RunCommand : public ToolCommand {
  private:
   std::vector<std::string> code_;
   std::vector<std::string> mounts_;
+  std::vector<std::string> logs_;
   bool strict_ = false;
   int sandbox_ = 0;
   std::optional<std::string> currentDir_, writeDir_, tempDir_;

@@ -1,5 +1,5 @@
 // qkmt run [-e CODE]... [--strict] [--sandbox N] [--currentdir D] [--writedir D] [--tempdir D]
-// [--mount ...] [SCRIPT [ARGS...]]: runs Lua in a state of the script host, with the built-in
+// [--mount ...] [--log FILE[:RULES]]... [SCRIPT [ARGS...]]: runs Lua in a state of the script host, with the built-in
 // module "host" (HostModule.h) that drives the whole plug-in as the host would.
 //
 // As the stock interpreter does: each -e CODE runs first, in order (chunk name "(command line)");
@@ -15,6 +15,10 @@
 // The three directory options set the process's current, write and temporary directories, which
 // the sandbox and lfs read. The script's `print` lines are log lines (DEBUG | RELIABLE) on standard
 // error, which the tool shows without -v.
+//
+// The run starts the log (LogOption.h: IMMEDIATE, real UTC times) for its length, so that the
+// outputs of --log and those a script sets with the `log` library write their files; a --log text
+// that can't be read is a usage error before anything runs.
 //
 // The state is made by qk_lua_newstate and qk_lua_openlibs. An uncaught error ends the run with
 // "qkmt: " and its message and a stack traceback on standard error, and exit status 1. --strict
