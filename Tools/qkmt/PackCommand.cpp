@@ -250,10 +250,14 @@ int PackCommand::pack(const std::vector<Item>& items, const qk::MetadataTable& t
     return fail(out.error().empty() ? archive_ + ": " + writer.error() : out.error());
   for (const auto& [key, map] : table)
     if (!used_keys.count(key)) writeErr("qkmt: warning: metadata for " + key + " matches no file\n");
-  (streamed ? writeErr : writeOut)(
-      archive_ + ": " + std::to_string(files) + " files (" + std::to_string(compressed) + " compressed), " +
-      std::to_string(directories) + " directories, " + std::to_string(writer.bytes_written()) +
-      " bytes from " + std::to_string(bytes_in) + "\n");
+  auto count = [](size_t n, const char* one, const char* many) {
+    return std::to_string(n) + " " + (n == 1 ? one : many);
+  };
+  (streamed ? writeErr : writeOut)(archive_ + ": " + count(files, "file", "files") + " (" +
+                                   std::to_string(compressed) + " compressed), " +
+                                   count(directories, "directory", "directories") + ", " +
+                                   std::to_string(writer.bytes_written()) + " bytes from " +
+                                   std::to_string(bytes_in) + "\n");
   return 0;
 }
 

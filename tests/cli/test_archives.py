@@ -114,6 +114,10 @@ class Archives(unittest.TestCase):
         self.assertFalse(files["Textures/Rock.dds"]["compressed"])
         self.assertTrue(files["Big.bin"]["compressed"])
 
+        self.put("One/Sub/only.txt", b"x")
+        r = self.pack("One", "one.qkpk")
+        self.assertIn("one.qkpk: 1 file (0 compressed), 1 directory, ", r.stdout.decode())
+
     def test_the_archive_mounts_as_the_folder_does(self):
         self.pack("Data", "data.qkpk")
         r = self.qkmt("ls", "--mount", "data.qkpk:/", "/textures")
