@@ -253,11 +253,10 @@ int PackCommand::pack(const std::vector<Item>& items, const qk::MetadataTable& t
   auto count = [](size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
   };
-  (streamed ? writeErr : writeOut)(archive_ + ": " + count(files, "file", "files") + " (" +
-                                   std::to_string(compressed) + " compressed), " +
-                                   count(directories, "directory", "directories") + ", " +
-                                   std::to_string(writer.bytes_written()) + " bytes from " +
-                                   std::to_string(bytes_in) + "\n");
+  (streamed ? writeErr : writeOut)(
+      archive_ + ": " + count(files, "file", "files") + " (" + std::to_string(compressed) + " compressed), " +
+      count(directories, "directory", "directories") + ", " + std::to_string(writer.bytes_written()) +
+      " bytes from " + std::to_string(bytes_in) + "\n");
   return 0;
 }
 
