@@ -23,7 +23,7 @@ struct MountSpec {
   std::string tag;
 };
 
-// The spec of one --mount text, or nothing with `error` set when the text can't be read.
+// The mount that one --mount text asks for, or nothing with `error` set when the text can't be read.
 std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& error);
 
 // Adds --mount (repeatable) to a command, collecting the texts into `texts`.
