@@ -22,6 +22,7 @@
 
 #include "BenchDir.h"
 #include "PeerRatio.h"
+#include "SmallFileNames.h"
 #include "platform/qk_fs.h"
 #include "qk/BufferReader.h"
 #include "qk_log.h"
@@ -31,8 +32,8 @@
 
 namespace {
 
-constexpr int kFolders = 200;
-constexpr int kFilesPerFolder = 100;
+using qkbench::kFilesPerFolder;
+using qkbench::kFolders;
 constexpr size_t kBigEntry = size_t(64) << 20;
 constexpr size_t kPiece = 64 * 1024;
 
@@ -80,10 +81,9 @@ struct Fixture {
     std::vector<std::pair<std::string, std::string>> files;
     for (int folder = 0; folder < kFolders; ++folder) {
       for (int file = 0; file < kFilesPerFolder; ++file) {
-        char name[64];
-        std::snprintf(name, sizeof name, "Folder%03d/File%05d.dat", folder, folder * kFilesPerFolder + file);
+        const std::string name = qkbench::small_file_name(folder, file);
         files.emplace_back(name, text_of(random, size(random)));
-        std::filesystem::create_directories(std::string("tree/") + std::string(name, 9));
+        std::filesystem::create_directories("tree/" + name.substr(0, 9));
         std::ofstream("tree/" + files.back().first, std::ios::binary) << files.back().second;
         names.push_back(name);
       }

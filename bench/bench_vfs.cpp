@@ -21,20 +21,16 @@
 
 #include "PathBuffer.h"
 #include "PeerRatio.h"
+#include "SmallFileNames.h"
 #include "qk_log.h"
 #include "qk_path.h"
 #include "qkvfs/Manager.h"
 
 namespace {
 
-constexpr int kFolders = 200;
-constexpr int kFilesPerFolder = 100;
-
-std::string name_of(int folder, int file) {
-  char name[64];
-  std::snprintf(name, sizeof name, "Folder%03d/File%05d.dat", folder, folder * kFilesPerFolder + file);
-  return name;
-}
+using qkbench::kFilesPerFolder;
+using qkbench::kFolders;
+using qkbench::small_file_name;
 
 // The tree on disk, the two mounts of it, and the paths to look up.
 struct Fixture {
@@ -50,9 +46,9 @@ struct Fixture {
     std::uniform_int_distribution<size_t> size(1024, 8192);
     std::string bytes(8192, 'b');
     for (int folder = 0; folder < kFolders; ++folder) {
-      std::filesystem::create_directories(root + "/" + name_of(folder, 0).substr(0, 9));
+      std::filesystem::create_directories(root + "/" + small_file_name(folder, 0).substr(0, 9));
       for (int file = 0; file < kFilesPerFolder; ++file) {
-        const std::string name = name_of(folder, file);
+        const std::string name = small_file_name(folder, file);
         std::ofstream(root + "/" + name, std::ios::binary).write(bytes.data(), std::streamsize(size(random)));
         virtual_paths.push_back("/" + name);
         physfs_paths.push_back(name);

@@ -13,6 +13,7 @@
 
 #include "qk/ReadError.h"
 #include "qk_path.h"
+#include "qkvfs/ArchiveWriter.h"
 #include "qkvfs/IDriver.h"
 
 inline std::string archive_data(const char* kind, const std::string& name) {
@@ -32,6 +33,16 @@ inline const std::string& archive_text() {
   }();
   return text;
 }
+
+// A sink that keeps what an ArchiveWriter gives it, for tests that read the archive back.
+class StringSink final : public qkvfs::ArchiveSink {
+ public:
+  bool write(const void* data, size_t size) override {
+    bytes.append(static_cast<const char*>(data), size);
+    return true;
+  }
+  std::string bytes;
+};
 
 inline std::string good_archive(const std::string& name) { return archive_data("good", name); }
 inline std::string bad_archive(const std::string& name) { return archive_data("bad", name); }

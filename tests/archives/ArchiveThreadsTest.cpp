@@ -15,15 +15,6 @@
 
 namespace {
 
-class StringSink final : public qkvfs::ArchiveSink {
- public:
-  bool write(const void* data, size_t size) override {
-    bytes.append(static_cast<const char*>(data), size);
-    return true;
-  }
-  std::string bytes;
-};
-
 // 64 files of different sizes and content, one of them above 1 MiB so that it streams.
 std::vector<std::string> make_contents() {
   std::vector<std::string> contents;

@@ -18,15 +18,6 @@ namespace {
 using qkvfs::ArchiveWriter;
 using qkvfs::ArchiveWriterOptions;
 
-class StringSink final : public qkvfs::ArchiveSink {
- public:
-  bool write(const void* data, size_t size) override {
-    bytes.append(static_cast<const char*>(data), size);
-    return true;
-  }
-  std::string bytes;
-};
-
 qk::BufferReader reader_of(const std::string& bytes) {
   qk::RefPtr<qk::MemBuffer> buffer = qk::MemBuffer::create(bytes.size());
   if (!bytes.empty()) std::memcpy(buffer->mutableData(), bytes.data(), bytes.size());

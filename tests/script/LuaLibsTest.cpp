@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 
+#include "ScriptDirectories.h"
 #include "TempDir.h"
 #include "qk_locations.h"
 #include "qk_log.h"
@@ -32,19 +33,11 @@ struct State {
   }
 };
 
-// The process's directories for one test, given back at its end.
-struct Directories {
-  Directories(const char* current, const char* write, const char* temp) {
-    VFS_set_directories(current, write, temp);
-  }
-  ~Directories() { VFS_set_directories("./", "./", "./Temp/"); }
-};
-
 void put(const char* name, const char* text) { std::ofstream(name) << text; }
 
 TEST(Sandbox, ReadableAndWritableFollowTheThreeDirectoriesByPrefixWithoutCase) {
   TempDir dir;
-  Directories dirs("C:/Game", "w/", "t/");
+  ScriptDirectories dirs("C:/Game", "w/", "t/");
   State s;
   EXPECT_TRUE(qk_lua_path_readable(s.L, "c:/GAME/x"));
   EXPECT_TRUE(qk_lua_path_readable(s.L, "C:/Game2/x"));  // no separator needed at the match's end
@@ -74,7 +67,7 @@ TEST(Sandbox, LoadingHasItsOwnRuleAndNoLogLine) {
   std::filesystem::create_directories("c");
   put("c/in.lua", "return 'in'");
   put("out.lua", "return 'out'");
-  Directories dirs("c/", "w/", "t/");
+  ScriptDirectories dirs("c/", "w/", "t/");
   State s;
   testing::internal::CaptureStderr();
   qk_lua_set_sandbox_level(s.L, 1);

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "ScriptDirectories.h"
 #include "TempDir.h"
 #include "qk_locations.h"
 #include "qk_log.h"
@@ -45,13 +46,6 @@ struct State {
     lua_settop(L, height);
     return result;
   }
-};
-
-struct Directories {
-  Directories(const char* current, const char* write, const char* temp) {
-    VFS_set_directories(current, write, temp);
-  }
-  ~Directories() { VFS_set_directories("./", "./", "./Temp/"); }
 };
 
 // Standard error for a scope, read back as log lines "LEVEL MODULE: text" (time and thread left
@@ -131,7 +125,7 @@ const LevelCase level_cases[] = {
 
 TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
   TempDir dir;
-  Directories dirs("c/", "w/", "t/");
+  ScriptDirectories dirs("c/", "w/", "t/");
   setenv("QK_OS_TEST", "set", 1);
   for (const LevelCase& c : level_cases) {
     for (int level = -1; level <= 5; ++level) {
