@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <exception>
 
@@ -18,28 +19,33 @@ int64_t truncate_to_int64(double value) {
   return static_cast<int64_t>(value);
 }
 
-// Lua's own string form of a number (LUA_NUMBER_FMT, "%.14g") for the common case that needs no
-// formatter: a whole number of at most 14 digits, which that format writes as plain digits (and
-// -0 as "-0", left to Lua). False for every other number, which Lua converts.
-bool whole_number_text(lua_Number value, std::string& out) {
-  if (!(value > -1e14 && value < 1e14) || value != std::trunc(value) || (value == 0 && std::signbit(value)))
-    return false;
-  char digits[24];
-  char* const end = digits + sizeof digits;
-  char* first = end;
-  uint64_t magnitude = uint64_t(value < 0 ? -value : value);
-  do {
-    *--first = char('0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  if (value < 0) *--first = '-';
-  out.assign(first, end);
-  return true;
+// Lua's own string form of a number (LUA_NUMBER_FMT, "%.14g"), written here rather than by
+// lua_tolstring: Lua's conversion makes a new string in the state for each number, whose garbage
+// then drives collection steps over the whole catalogue table while it is being read. A whole
+// number of at most 14 digits is plain digits and needs no formatter (-0 keeps its sign through
+// the formatter); any other number goes through the same C formatter that Lua's lua_number2str
+// uses, so the text is the same byte for byte.
+void number_text(lua_Number value, std::string& out) {
+  char digits[40];
+  if (value > -1e14 && value < 1e14 && value == std::trunc(value) && !(value == 0 && std::signbit(value))) {
+    char* const end = digits + sizeof digits;
+    char* first = end;
+    uint64_t magnitude = uint64_t(value < 0 ? -value : value);
+    do {
+      *--first = char('0' + magnitude % 10);
+      magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) *--first = '-';
+    out.assign(first, end);
+    return;
+  }
+  const int length = std::snprintf(digits, sizeof digits, LUA_NUMBER_FMT, value);
+  out.assign(digits, size_t(length));
 }
 
 static_assert(sizeof(LUA_NUMBER_FMT) == 6 && LUA_NUMBER_FMT[0] == '%' && LUA_NUMBER_FMT[1] == '.' &&
                   LUA_NUMBER_FMT[2] == '1' && LUA_NUMBER_FMT[3] == '4' && LUA_NUMBER_FMT[4] == 'g',
-              "whole_number_text writes what \"%.14g\" writes");
+              "number_text writes whole numbers as \"%.14g\" writes them");
 
 }  // namespace
 
@@ -163,10 +169,13 @@ bool Config::popInt(uint32_t& out) {
 
 bool Config::popString(std::string& out) {
   const bool ok = lua_isstring(L, -1) != 0;
-  // A whole number is written here as Lua would write it; Lua converts any other number in place
-  // on the stack, which the pop then drops.
-  if (ok && !(lua_type(L, -1) == LUA_TNUMBER && whole_number_text(lua_tonumber(L, -1), out)))
-    out = lua_tolstring(L, -1, nullptr);
+  if (ok) {
+    if (lua_type(L, -1) == LUA_TNUMBER) {
+      number_text(lua_tonumber(L, -1), out);
+    } else {
+      out = lua_tolstring(L, -1, nullptr);  // up to the first NUL: an embedded zero cuts the text
+    }
+  }
   lua_pop(L, 1);
   return ok;
 }

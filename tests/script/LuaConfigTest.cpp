@@ -173,11 +173,16 @@ TEST_F(LuaConfigTest, PopStringTakesNumbersInLuasFormAndStopsAtAZero) {
   lua_pushlstring(L, "a\0b", 3);
   EXPECT_TRUE(config.popString(text));
   EXPECT_EQ(text, "a");
-  // Whole numbers are written without Lua's formatter: every one must read as Lua writes it.
+  // Numbers are written by popString itself, not by Lua: every one must read as Lua writes it, and
+  // none may leave a string behind in the state.
   const double numbers[] = {0.0,       -0.0, 1.0, -7.0, 99999999999999.0, -99999999999999.0,  1e14,
                             -1e14,     1e15, 2.5, -0.5, 4294967296.0,     9007199254740993.0, HUGE_VAL,
-                            -HUGE_VAL, NAN};
+                            -HUGE_VAL, NAN,  0.1, 1.0 / 3, -1.5e-300, 123456.78901234567, 5e-324};
   for (const double number : numbers) {
+    lua_pushnumber(L, number);
+    const int kilobytes = lua_gc(L, LUA_GCCOUNT, 0), bytes = lua_gc(L, LUA_GCCOUNTB, 0);
+    EXPECT_TRUE(config.popString(text));
+    EXPECT_EQ(lua_gc(L, LUA_GCCOUNT, 0) * 1024 + lua_gc(L, LUA_GCCOUNTB, 0), kilobytes * 1024 + bytes) << number;
     lua_pushnumber(L, number);
     const std::string lua = lua_tostring(L, -1);
     lua_pop(L, 1);

@@ -44,13 +44,7 @@ void qk_platform_aligned_free(void* block) { std::free(block); }
 
 // ---- Clock -----------------------------------------------------------------------------------
 
-int64_t qk_platform_ticks() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t(now.tv_sec) * 1000000000 + now.tv_nsec;
-}
-
-int64_t qk_platform_ticks_per_second() { return 1000000000; }
+// The tick counter is in qk_platform_posix_clock.
 
 int64_t qk_platform_unix_time() { return int64_t(time(nullptr)); }
 
