@@ -11,6 +11,11 @@
 // still measures the right rate, since both clocks go on). Elsewhere, and when the measurement
 // fails, the counter is CLOCK_MONOTONIC in nanoseconds. QK_CLOCK=monotonic in the environment
 // chooses CLOCK_MONOTONIC.
+//
+// The register is read without a fence (a fence doubles the cost): the processor may take a
+// reading slightly before the instructions ahead of it have finished, so a reading that another
+// thread's reading reached through memory can be a few hundred ticks below it. Readings in one
+// thread never go back.
 #include "platform/qk_platform.h"
 
 #include <cstdlib>
