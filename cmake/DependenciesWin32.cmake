@@ -2,6 +2,11 @@
 # scripts/win-deps from Debian's source packages) and from mingw-w64's own root (zlib); the
 # header-only libraries (Boost, CLI11) from the host's Debian packages, linked into
 # QK_WIN_DEPS/include so that the host's other headers stay out of sight.
+
+# The C runtime's printf family of mingw-w64 itself, which knows %zu and %lld as C99 says; the
+# system's older msvcrt.dll does not.
+add_compile_definitions(__USE_MINGW_ANSI_STDIO=1)
+
 pkg_check_modules(LUA51 REQUIRED IMPORTED_TARGET lua5.1-c++)
 pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
 pkg_check_modules(YAJL REQUIRED IMPORTED_TARGET yajl)

@@ -2,7 +2,6 @@
 // a message would be written, listeners, and the assertions of bad arguments.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <utime.h>
 
 #include <cstring>
 #include <ctime>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "ScriptedDialogs.h"
+#include "TestPlatform.h"
 #include "TempDir.h"
 #include "log/LogBackup.h"
 #include "log/LogRules.h"
@@ -189,14 +189,13 @@ TEST_F(LogOutputs, AFileThatCantBeMadeIsReportedOnce) {
 
 // Sets a file's modification time.
 void touch(const std::string& path, time_t when) {
-  const utimbuf times{when, when};
-  ASSERT_EQ(utime(path.c_str(), &times), 0) << path;
+  ASSERT_TRUE(qk_test_set_file_time(path, when)) << path;
 }
 
 std::string backup_name(const char* stem, time_t when, const char* extension) {
   char stamp[32];
-  tm broken;
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d_%H-%M-%S", gmtime_r(&when, &broken));
+  const tm broken = qk_test_utc(when);
+  std::strftime(stamp, sizeof stamp, "%Y-%m-%d_%H-%M-%S", &broken);
   return std::string(stem) + "." + stamp + extension;
 }
 

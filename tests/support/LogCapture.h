@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "TestPlatform.h"
+
 class LogCapture {
  public:
   LogCapture() { testing::internal::CaptureStderr(); }
@@ -45,12 +47,5 @@ class LogCapture {
   bool taken_ = false;
 };
 
-// The number of descriptors the process has open.
-inline int open_descriptor_count() {
-  int count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    (void)entry;
-    ++count;
-  }
-  return count;
-}
+// The number of descriptors (on Windows: handles) the process has open.
+inline int open_descriptor_count() { return qk_test_open_handle_count(); }
