@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "LibraryEntry.h"
 #include "MaterialAttrib.h"
 #include "MaterialTool.h"
 #include "Resource.h"
@@ -53,6 +54,10 @@ BOOL DllMain(HINSTANCE instance, ULONG, void*) {
   hInstance = instance;
   if (!controlsInit) controlsInit = 1;
   return TRUE;
+}
+
+int enterPluginLibrary(unsigned long reason, void* reserved) {
+  return DllMain(&QKMaterialToolModule, ULONG(reason), reserved);
 }
 
 const MCHAR* LibDescription() { return GetString(IDS_LIBDESCRIPTION); }
