@@ -1,5 +1,6 @@
-// The Win32 handle calls: positional reads from many threads on one overlapped handle (each with
-// an event from the shared stack), the end of the file, and read-only mappings.
+// Win32 positional reads: many threads on one overlapped handle, each waiting on an event from the
+// shared stack, and the end of the file as a short read rather than an error. (Mappings, seeks and
+// plain reads are tried by the buffer and file tests, which run on both platforms.)
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -51,63 +52,6 @@ TEST(Win32ReadAt, ManyThreadsReadTheirOwnOffsetsOfOneOverlappedHandle) {
   EXPECT_EQ(done, 0u);
   EXPECT_EQ(qk_platform_read_at(file, bytes.size() + 100, out, sizeof out, done), 0);
   EXPECT_EQ(done, 0u);
-  qk_platform_close(file);
-}
-
-TEST(Win32ReadAt, APlainHandleReadsAtOffsetsToo) {
-  TempDir dir;
-  dir.write("small", "0123456789");
-  const qk_platform_file file = qk_fs_open("small", QK_FS_READ, QK_FS_OPEN_EXISTING, QK_FS_SEQUENTIAL_SCAN);
-  ASSERT_TRUE(file.valid());
-  std::string out(16, '\0');
-  size_t done = 0;
-  ASSERT_EQ(qk_platform_read_at(file, 6, &out[0], out.size(), done), 0);
-  EXPECT_EQ(out.substr(0, done), "6789");
-  uint64_t size = 0;
-  ASSERT_EQ(qk_platform_size(file, size), 0);
-  EXPECT_EQ(size, 10u);
-  qk_platform_close(file);
-}
-
-TEST(Win32Mapping, ViewsTheWholeFileAndRefusesAnEmptyOne) {
-  TempDir dir;
-  const std::string bytes = pattern(70000);
-  dir.write("mapped", bytes);
-  dir.write("empty", "");
-  const qk_platform_file file = qk_fs_open("mapped", QK_FS_READ, QK_FS_OPEN_EXISTING, 0);
-  ASSERT_TRUE(file.valid());
-  qk_platform_mapping mapping;
-  ASSERT_EQ(qk_platform_mapping_create(file, bytes.size(), mapping), 0);
-  const void* view = qk_platform_map_view(mapping, bytes.size());
-  ASSERT_NE(view, nullptr);
-  EXPECT_EQ(std::string(static_cast<const char*>(view), bytes.size()), bytes);
-  qk_platform_unmap_view(view, bytes.size());
-  qk_platform_mapping_close(mapping);
-  qk_platform_close(file);
-
-  const qk_platform_file empty = qk_fs_open("empty", QK_FS_READ, QK_FS_OPEN_EXISTING, 0);
-  ASSERT_TRUE(empty.valid());
-  EXPECT_NE(qk_platform_mapping_create(empty, 0, mapping), 0);
-  EXPECT_FALSE(mapping.valid());
-  qk_platform_close(empty);
-}
-
-TEST(Win32Handles, RewriteSeeksAndEndsTheFileAtItsPosition) {
-  TempDir dir;
-  dir.write("f", "0123456789");
-  const qk_platform_file file = qk_fs_open("f", QK_FS_READ | QK_FS_WRITE, QK_FS_OPEN_ALWAYS, 0);
-  ASSERT_TRUE(file.valid());
-  uint64_t position = 0;
-  ASSERT_EQ(qk_platform_seek(file, -3, QK_SEEK_END, position), 0);
-  EXPECT_EQ(position, 7u);
-  ASSERT_EQ(qk_platform_set_end(file), 0);
-  size_t done = 0;
-  ASSERT_EQ(qk_platform_write_fully(file, "xy", 2, done), 0);
-  ASSERT_EQ(qk_platform_seek(file, 0, QK_SEEK_SET, position), 0);
-  std::string out(16, '\0');
-  ASSERT_EQ(qk_platform_read_fully(file, &out[0], out.size(), done), 0);
-  EXPECT_EQ(out.substr(0, done), "0123456xy");
-  EXPECT_NE(qk_platform_seek(file, -100, QK_SEEK_SET, position), 0);  // before the start
   qk_platform_close(file);
 }
 
