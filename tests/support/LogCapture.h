@@ -36,6 +36,9 @@ class LogCapture {
     std::istringstream lines(captured);
     std::smatch match;
     for (std::string text; std::getline(lines, text);) {
+      // A Win32 system text ends in its own line break, which the log keeps: "...\r\n" and the
+      // line's end.
+      while (!text.empty() && text.back() == '\r') text.pop_back();
       if (!std::regex_match(text, match, line)) continue;
       std::string word = match[1];
       word.erase(word.find_last_not_of(' ') + 1);
