@@ -1,24 +1,21 @@
 // QKMaterialTool.dll as the host loads it: by its file, through its five exports with their plain
 // names, and its two class descriptors walked through the library's own code.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <memory>
 
 #include "Animatable.h"
 #include "ClassDesc.h"
+#include "LibraryLoader.h"
 #include "qk_env.h"
 
 namespace {
 
-struct FreeLibraryOnExit {
-  void operator()(HMODULE module) const { FreeLibrary(module); }
-};
-using Library = std::unique_ptr<std::remove_pointer_t<HMODULE>, FreeLibraryOnExit>;
+using win32_test::Library;
 
 template <typename Function>
-Function export_of(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+Function export_of(const Library& library, const char* name) {
+  return reinterpret_cast<Function>(win32_test::library_export(library, name));
 }
 
 std::string utf8(const MCHAR* text) { return text ? qk_to_utf8(text) : "(null)"; }
@@ -26,18 +23,19 @@ std::string utf8(const MCHAR* text) { return text ? qk_to_utf8(text) : "(null)";
 class PluginLibraryTest : public testing::Test {
  protected:
   void SetUp() override {
-    library.reset(LoadLibraryW(L"QKMaterialTool.dll"));  // copied beside the test program
-    ASSERT_TRUE(library) << "LoadLibraryW failed: " << GetLastError();
+    unsigned long error = 0;
+    library = win32_test::load_library(L"QKMaterialTool.dll", error);  // copied beside the test program
+    ASSERT_TRUE(library) << "LoadLibraryW failed: " << error;
   }
   Library library;
 };
 
 TEST_F(PluginLibraryTest, ExportsTheFiveFunctionsByTheirPlainNames) {
-  auto description = export_of<const MCHAR* (*)()>(library.get(), "LibDescription");
-  auto count = export_of<int (*)()>(library.get(), "LibNumberClasses");
-  auto class_desc = export_of<ClassDesc* (*)(int)>(library.get(), "LibClassDesc");
-  auto version = export_of<ULONG (*)()>(library.get(), "LibVersion");
-  auto init = export_of<void (*)()>(library.get(), "LibInit");
+  auto description = export_of<const MCHAR* (*)()>(library, "LibDescription");
+  auto count = export_of<int (*)()>(library, "LibNumberClasses");
+  auto class_desc = export_of<ClassDesc* (*)(int)>(library, "LibClassDesc");
+  auto version = export_of<ULONG (*)()>(library, "LibVersion");
+  auto init = export_of<void (*)()>(library, "LibInit");
   ASSERT_TRUE(description && count && class_desc && version && init);
   init();
   EXPECT_EQ(utf8(description()), "MaterialTool");  // the loader's entry set the instance
@@ -46,12 +44,12 @@ TEST_F(PluginLibraryTest, ExportsTheFiveFunctionsByTheirPlainNames) {
   EXPECT_EQ(class_desc(2), nullptr);
   EXPECT_EQ(class_desc(-1), nullptr);
   // The core's code-point functions are the library's only other exports.
-  EXPECT_NE(GetProcAddress(library.get(), "UTF8_getc"), nullptr);
-  EXPECT_EQ(GetProcAddress(library.get(), "DllMain"), nullptr);
+  EXPECT_NE(win32_test::library_export(library, "UTF8_getc"), nullptr);
+  EXPECT_EQ(win32_test::library_export(library, "DllMain"), nullptr);
 }
 
 TEST_F(PluginLibraryTest, ItsDescriptorsAnswerForTheUtilityAndTheAttribute) {
-  auto class_desc = export_of<ClassDesc* (*)(int)>(library.get(), "LibClassDesc");
+  auto class_desc = export_of<ClassDesc* (*)(int)>(library, "LibClassDesc");
   ASSERT_TRUE(class_desc);
   ClassDesc* tool = class_desc(0);
   ClassDesc* attrib = class_desc(1);
@@ -77,10 +75,10 @@ TEST_F(PluginLibraryTest, ItsDescriptorsAnswerForTheUtilityAndTheAttribute) {
 }
 
 TEST_F(PluginLibraryTest, CarriesTheProjectVersion) {
-  wchar_t path[MAX_PATH];
-  ASSERT_GT(GetModuleFileNameW(library.get(), path, MAX_PATH), 0u);
+  const std::u16string path = win32_test::library_path(library);
+  ASSERT_FALSE(path.empty());
   char version[64];
-  qk_module_version(reinterpret_cast<const char16_t*>(path), version, sizeof version);
+  qk_module_version(path.c_str(), version, sizeof version);
   EXPECT_STREQ(version, QK_PROJECT_VERSION ".0");
 }
 
