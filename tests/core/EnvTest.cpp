@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "LogCapture.h"
 #include "TestPlatform.h"
@@ -38,15 +40,9 @@ TEST(SysGetenv, AnswersAValueAsUtf8AndAnEmptyOneAsUnset) {
 TEST(SysGetenv, ATooBigValueAndAnUnconvertibleNameAreLogged) {
   std::vector<char> value(300000);
   qk_test_setenv("QK_TEST_VARIABLE", "value");
-  const std::string huge(70000, 'x');
-  qk_test_setenv("QK_TEST_HUGE", huge.c_str());
   LogCapture log;
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value.data(), 5), 0);  // needs 6 with the terminator
-  EXPECT_EQ(SYS_getenv("QK_TEST_HUGE", value.data(), value.size()), 0);
-  const std::vector<std::string> errors = log.errors();
-  ASSERT_EQ(errors.size(), 2u);
-  EXPECT_EQ(errors[0], "SYS_getenv(\"QK_TEST_VARIABLE\"): variable value is too big.");
-  EXPECT_EQ(errors[1], "SYS_getenv(\"QK_TEST_HUGE\"): variable value is too big.");
+  EXPECT_EQ(log.errors(), std::vector<std::string>{"SYS_getenv(\"QK_TEST_VARIABLE\"): variable value is too big."});
   // A name beyond 32,767 units (its line is too long for LogCapture's pattern).
   const std::string long_name(40000, 'N');
   testing::internal::CaptureStderr();
@@ -55,6 +51,19 @@ TEST(SysGetenv, ATooBigValueAndAnUnconvertibleNameAreLogged) {
   EXPECT_NE(line.find(" ERROR   QKCORESTATIC ("), std::string::npos);
   EXPECT_NE(line.find("): SYS_getenv(\"NNNN"), std::string::npos);
   EXPECT_NE(line.find("NNNN\"): bad encoding.\n"), std::string::npos);
+}
+
+// A value beyond 65,535 units, which only a POSIX environment can hold (Windows keeps at most
+// 32,767 per variable).
+TEST(SysGetenv, AValueBeyondTheLimitIsLogged) {
+  const std::string huge(70000, 'x');
+  qk_test_setenv("QK_TEST_HUGE", huge.c_str());
+  const char* seen = std::getenv("QK_TEST_HUGE");
+  if (!seen || std::strlen(seen) != huge.size()) GTEST_SKIP() << "the system keeps no value this long";
+  std::vector<char> value(300000);
+  LogCapture log;
+  EXPECT_EQ(SYS_getenv("QK_TEST_HUGE", value.data(), value.size()), 0);
+  EXPECT_EQ(log.errors(), std::vector<std::string>{"SYS_getenv(\"QK_TEST_HUGE\"): variable value is too big."});
   qk_test_unsetenv("QK_TEST_HUGE");
 }
 

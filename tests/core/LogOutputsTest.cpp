@@ -182,7 +182,8 @@ TEST_F(LogOutputs, AFileThatCantBeMadeIsReportedOnce) {
   qk_log("LOG", qk::log::INFO, "one");
   qk_log("LOG", qk::log::INFO, "two");
   const std::string console = stop();
-  const std::string failure = "Failed to open log output ./missing/x.log: No such file or directory\n";
+  // The reason is the system's own text ("No such file or directory" on Linux).
+  const std::string failure = "Failed to open log output ./missing/x.log: ";
   ASSERT_NE(console.find(failure), std::string::npos) << console;
   EXPECT_EQ(console.find(failure, console.find(failure) + 1), std::string::npos) << console;
 }

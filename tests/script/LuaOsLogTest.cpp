@@ -354,7 +354,7 @@ TEST_F(LuaLogOutputs, TheBackupBitAsksForBackupsWithTheTablesLimits) {
   int backups = 0;
   for (const auto& entry : std::filesystem::directory_iterator("."))
     backups +=
-        entry.path().filename().string().rfind("x.", 0) == 0 && TempDir::read(entry.path()) == "old run\n";
+        entry.path().filename().string().rfind("x.", 0) == 0 && TempDir::read(entry.path().string()) == "old run\n";
   EXPECT_EQ(backups, 1);
   EXPECT_TRUE(std::filesystem::exists("x.2001-01-01_00-00-00.log"));
   EXPECT_FALSE(std::filesystem::exists("x.2001-01-02_00-00-00.log"));

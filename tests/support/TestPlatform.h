@@ -22,5 +22,9 @@ void qk_test_set_thread_name(const char* name);
 // The number of descriptors the process has open (/proc/self/fd), or on Windows its handles.
 int qk_test_open_handle_count();
 
+// The error a thread's join of itself answers: EDEADLK on POSIX, ERROR_POSSIBLE_DEADLOCK on
+// Windows (where the wait itself would never end).
+int qk_test_self_join_error();
+
 // The calendar time in UTC of `seconds`, as the C runtime's gmtime gives it.
 tm qk_test_utc(time_t seconds);

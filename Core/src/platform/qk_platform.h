@@ -67,8 +67,8 @@ int qk_platform_utf16_to_utf8(const char16_t* source, int length, char* target, 
 
 // The C runtime's lower case (towlower) of every UTF-16 unit, into `units` (0x10000 entries): the
 // unit itself where towlower leaves it or answers beyond 16 bits. On POSIX in the C.UTF-8 locale
-// where the system has one (else "C"), whatever the process's locale; on Windows in the C
-// runtime's own.
+// where the system has one (else "C"), whatever the process's locale; on Windows the system's
+// lower case of the invariant locale (LCMapStringEx), as msvcrt.dll's towlower knows only ASCII.
 void qk_platform_lower_units(uint16_t* units);
 
 // ---- Standard error and the debugger channel -------------------------------------------------

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <utime.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 
@@ -38,3 +39,5 @@ int qk_test_open_handle_count() {
   }
   return count;
 }
+
+int qk_test_self_join_error() { return EDEADLK; }

@@ -85,3 +85,5 @@ int qk_test_open_handle_count() {
   GetProcessHandleCount(GetCurrentProcess(), &count);
   return int(count);
 }
+
+int qk_test_self_join_error() { return ERROR_POSSIBLE_DEADLOCK; }
