@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import LOG_HEADER, QKMT, as_nobody_or_skip, file_size_limit
+from clisupport import LOG_HEADER, QKMT, as_nobody_or_skip, file_size_limit, skip_without_file_size_limit
 
 # A scene of about 100 KB: 400 materials with a map and an attribute each.
 BIG_SCENE = """
@@ -46,6 +46,7 @@ class Output(unittest.TestCase):
     # ---- saving a scene ------------------------------------------------------------------------
 
     def test_a_save_cut_by_a_file_size_limit_leaves_the_old_scene_whole(self):
+        skip_without_file_size_limit(self)
         self.assertEqual(self.save("victim.qks").returncode, 0)
         with open(os.path.join(self.dir, "victim.qks"), "rb") as f:
             before = f.read()

@@ -17,7 +17,7 @@ namespace {
 
 using Step = ScriptedDialogs::Step;
 
-class AssertImpl : public testing::Test {
+class AssertAbort : public testing::Test {
  protected:
   ScriptedDialogs dialogs;
   ScriptedDialogs::Installed installed{dialogs};
@@ -25,7 +25,7 @@ class AssertImpl : public testing::Test {
 
 // ---- Roads to abort and to the debugger ------------------------------------------------------
 
-TEST_F(AssertImpl, AbortAFailedWindowAndNoWindowAllAbort) {
+TEST_F(AssertAbort, AbortAFailedWindowAndNoWindowAllAbort) {
   EXPECT_TRUE(run_in_child([&] {
                 dialogs.answer({{Step::click, kAbort}});
                 qk_assert(false);
@@ -38,7 +38,7 @@ TEST_F(AssertImpl, AbortAFailedWindowAndNoWindowAllAbort) {
               }).killed_by(SIGABRT));
 }
 
-TEST_F(AssertImpl, AbortOnAssertPrintsTheReportWithoutItsCallstack) {
+TEST_F(AssertAbort, AbortOnAssertPrintsTheReportWithoutItsCallstack) {
   const ChildResult child = run_in_child([] {
     qkAssert::abort_on_assert = true;
     qkAssert::helpers::assertImpl("x", {3, 1, "f.cpp", "int g()"}, "boom %d", 1);
@@ -49,7 +49,7 @@ TEST_F(AssertImpl, AbortOnAssertPrintsTheReportWithoutItsCallstack) {
             "g()\"\n\nMessage:\n\"boom 1\"");
 }
 
-TEST_F(AssertImpl, RetryWithoutADebuggerToLaunchShowsTheNoticeThenAborts) {
+TEST_F(AssertAbort, RetryWithoutADebuggerToLaunchShowsTheNoticeThenAborts) {
   const ChildResult child = run_in_child([&] {
     setenv("PATH", "/nonexistent", 1);
     dialogs.print_runs = true;
@@ -65,7 +65,7 @@ TEST_F(AssertImpl, RetryWithoutADebuggerToLaunchShowsTheNoticeThenAborts) {
       << child.error_output;
 }
 
-TEST_F(AssertImpl, RetryLaunchesGdbFromThePathAndAbortsWhenNoneAttaches) {
+TEST_F(AssertAbort, RetryLaunchesGdbFromThePathAndAbortsWhenNoneAttaches) {
   TempDir dir;
   dir.write("gdb", "#!/bin/sh\necho \"$@\" > arguments\nexit 3\n");
   chmod("gdb", 0755);

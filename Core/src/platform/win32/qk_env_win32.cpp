@@ -1,14 +1,16 @@
 // Win32 implementation of the environment function of qk_env.h: GetEnvironmentVariableW into a
 // stack buffer, converted to UTF-8 for the caller.
+// The log's header comes before the system's, whose wingdi.h defines ERROR as a macro.
+#include "qk_log.h"
+
 #include <windows.h>
 
 #include <climits>
 
 #include "platform/qk_platform.h"
 #include "qk_env.h"
-#include "qk_log.h"
 
-#undef ERROR  // wingdi.h's, which hides the log level of that name
+#undef ERROR  // wingdi.h's, which would hide the log level of that name below
 
 namespace {
 
