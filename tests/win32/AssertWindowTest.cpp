@@ -98,8 +98,8 @@ TEST_F(AssertWindowTest, IgnoreWithLineAndFileSkipsTheSamePlaceOnly) {
   // that a window the rule should have kept away still can't hang the test.
   std::thread person([&] {
     while (!done) {
-      HWND window = FindWindowW(L"#32770", L"Assertion failed!");
-      if (!window || !IsWindowVisible(window)) {
+      HWND window = find_dialog(L"Assertion failed!");
+      if (!window) {
         Sleep(20);
         continue;
       }
