@@ -22,8 +22,10 @@ extern HINSTANCE hInstance;
 extern int controlsInit;
 
 // The library entry: stores the module handle, sets the controls-ready flag, answers TRUE, for
-// every reason.
-BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved);
+// every reason. Named apart from the system's own entry (DllMain), which mingw-w64 gives C linkage
+// whatever its arguments: where the library has a file of its own, that entry hands each call on
+// to this one (LibraryEntry.h).
+BOOL LibMain(HINSTANCE instance, ULONG reason, void* reserved);
 
 // The five exports, with plain (C) names and the platform's default calling convention, exported
 // from the library's file where there is one (QKMaterialTool.dll on Windows).

@@ -49,8 +49,9 @@ TEST_F(AssertWindowTest, ShowsItsControlsAndOffersMessageAndCallstackOnlyWhenThe
     EXPECT_EQ(count_class(seen, L"Static"), 1);
     std::vector<int> ids;
     for (const Control& c : seen) ids.push_back(c.id);
-    EXPECT_NE(std::find(ids.begin(), ids.end(), 1003), ids.end()) << "message box offered: " << both;
-    if (!both) EXPECT_EQ(std::find(ids.begin(), ids.end(), 1004), ids.end());
+    const auto offered = [&](int id) { return std::find(ids.begin(), ids.end(), id) != ids.end(); };
+    EXPECT_EQ(offered(1003), both) << "the message's check box";
+    EXPECT_EQ(offered(1004), both) << "the call stack's check box";
     // The report's bare line feed reached the edit box as carriage return and line feed.
     for (const Control& c : seen)
       if (_wcsicmp(c.window_class.c_str(), L"Edit") == 0)
@@ -97,8 +98,8 @@ TEST_F(AssertWindowTest, IgnoreWithLineAndFileSkipsTheSamePlaceOnly) {
   // that a window the rule should have kept away still can't hang the test.
   std::thread person([&] {
     while (!done) {
-      HWND window = FindWindowW(L"#32770", L"Assertion failed!");
-      if (!window || !IsWindowVisible(window)) {
+      HWND window = find_dialog(L"Assertion failed!");
+      if (!window) {
         Sleep(20);
         continue;
       }

@@ -1,8 +1,7 @@
 // Drives the windows a test opens from a second thread, as a person at the screen would: finds a
-// dialog by its title, reads its controls, clicks buttons and check boxes (BM_CLICK, posted so
-// that the dialog's own thread handles it) and sends close requests. Nothing waits without
-// limit: each look-up gives up after ten seconds, so a window that never comes fails the test
-// instead of hanging it.
+// dialog of this process by its title, reads its controls, clicks buttons and check boxes (BM_CLICK, posted
+// so that the dialog's own thread handles it) and sends close requests. Nothing waits without limit: each
+// look-up gives up after ten seconds, so a window that never comes fails the test instead of hanging it.
 #pragma once
 
 #include <windows.h>
@@ -43,10 +42,34 @@ inline std::vector<Control> controls_of(HWND dialog) {
   return found;
 }
 
-// The dialog titled `title` once it is there and visible; null after ten seconds.
+// A visible dialog of this process titled `title`, or null. Tests run in parallel, so a window of
+// another test program with the same title must not count.
+inline HWND find_dialog(const wchar_t* title) {
+  struct Search {
+    const wchar_t* title;
+    HWND found;
+  } search{title, nullptr};
+  EnumWindows(
+      [](HWND window, LPARAM state) {
+        auto* s = reinterpret_cast<Search*>(state);
+        DWORD process = 0;
+        GetWindowThreadProcessId(window, &process);
+        wchar_t window_class[16] = {};
+        GetClassNameW(window, window_class, 16);
+        if (process != GetCurrentProcessId() || wcscmp(window_class, L"#32770") != 0 ||
+            !IsWindowVisible(window) || text_of(window) != s->title)
+          return TRUE;
+        s->found = window;
+        return FALSE;
+      },
+      reinterpret_cast<LPARAM>(&search));
+  return search.found;
+}
+
+// The dialog titled `title` once it is there; null after ten seconds.
 inline HWND wait_for_dialog(const wchar_t* title) {
   for (int tries = 0; tries < 500; ++tries) {
-    if (HWND dialog = FindWindowW(L"#32770", title); dialog && IsWindowVisible(dialog)) return dialog;
+    if (HWND dialog = find_dialog(title)) return dialog;
     Sleep(20);
   }
   return nullptr;
