@@ -53,9 +53,9 @@ bool launch_debugger() {
 
 void go_to_debugger() {
   if (!qk_platform_debugger_present() && !launch_debugger())
-    show_notice(
-        dialog_system(), "Debug break failed!",
-        std::string("Failed to launch debugger. Maybe, ") + qk_platform_debugger_name() + " is missing from system folder.");
+    show_notice(dialog_system(), "Debug break failed!",
+                std::string("Failed to launch debugger. Maybe, ") + qk_platform_debugger_name() +
+                    " is missing from system folder.");
   if (!qk_platform_debugger_present()) abort_now();
   qk_platform_debug_break();  // continuing in the debugger returns from the assertion
 }

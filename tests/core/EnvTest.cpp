@@ -15,15 +15,15 @@ namespace {
 TEST(SysGetenv, AnswersAValueAsUtf8AndAnEmptyOneAsUnset) {
   char value[64];
   qk_test_setenv("QK_TEST_VARIABLE",
-         "Gr\xC3\xBC\xC3\x9F"
-         "e");
+                 "Gr\xC3\xBC\xC3\x9F"
+                 "e");
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value, sizeof value), 1);
   EXPECT_STREQ(value,
                "Gr\xC3\xBC\xC3\x9F"
                "e");
   qk_test_setenv("QK_TEST_VARIABLE",
-         "a\xFF"
-         "b");  // not UTF-8: the byte becomes U+FFFD
+                 "a\xFF"
+                 "b");  // not UTF-8: the byte becomes U+FFFD
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value, sizeof value), 1);
   EXPECT_STREQ(value,
                "a\xEF\xBF\xBD"
@@ -42,7 +42,8 @@ TEST(SysGetenv, ATooBigValueAndAnUnconvertibleNameAreLogged) {
   qk_test_setenv("QK_TEST_VARIABLE", "value");
   LogCapture log;
   EXPECT_EQ(SYS_getenv("QK_TEST_VARIABLE", value.data(), 5), 0);  // needs 6 with the terminator
-  EXPECT_EQ(log.errors(), std::vector<std::string>{"SYS_getenv(\"QK_TEST_VARIABLE\"): variable value is too big."});
+  EXPECT_EQ(log.errors(),
+            std::vector<std::string>{"SYS_getenv(\"QK_TEST_VARIABLE\"): variable value is too big."});
   // A name beyond 32,767 units (its line is too long for LogCapture's pattern).
   const std::string long_name(40000, 'N');
   testing::internal::CaptureStderr();
@@ -63,7 +64,8 @@ TEST(SysGetenv, AValueBeyondTheLimitIsLogged) {
   std::vector<char> value(300000);
   LogCapture log;
   EXPECT_EQ(SYS_getenv("QK_TEST_HUGE", value.data(), value.size()), 0);
-  EXPECT_EQ(log.errors(), std::vector<std::string>{"SYS_getenv(\"QK_TEST_HUGE\"): variable value is too big."});
+  EXPECT_EQ(log.errors(),
+            std::vector<std::string>{"SYS_getenv(\"QK_TEST_HUGE\"): variable value is too big."});
   qk_test_unsetenv("QK_TEST_HUGE");
 }
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "ScriptedDialogs.h"
-#include "TestPlatform.h"
 #include "TempDir.h"
+#include "TestPlatform.h"
 #include "log/LogBackup.h"
 #include "log/LogRules.h"
 #include "qk_log.h"
@@ -189,9 +189,7 @@ TEST_F(LogOutputs, AFileThatCantBeMadeIsReportedOnce) {
 }
 
 // Sets a file's modification time.
-void touch(const std::string& path, time_t when) {
-  ASSERT_TRUE(qk_test_set_file_time(path, when)) << path;
-}
+void touch(const std::string& path, time_t when) { ASSERT_TRUE(qk_test_set_file_time(path, when)) << path; }
 
 std::string backup_name(const char* stem, time_t when, const char* extension) {
   char stamp[32];

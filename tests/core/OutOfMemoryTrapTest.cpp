@@ -40,8 +40,8 @@ TEST(OutOfMemoryDeathTest, ReportsAfterTheFirstSayMoreAndReturn) {
       },
       testing::ExitedWithCode(0),
       "ALERT   QKCORESTATIC \\([^)]+\\): Out of memory in qk_malloc for " + bytes +
-          " bytes\\.\n.* ERROR   QKCORESTATIC \\([^)]+\\): More out of memory in qk_realloc for " +
-          bytes + " bytes\\.\n$");
+          " bytes\\.\n.* ERROR   QKCORESTATIC \\([^)]+\\): More out of memory in qk_realloc for " + bytes +
+          " bytes\\.\n$");
 }
 
 }  // namespace

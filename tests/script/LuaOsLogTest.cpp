@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "ScriptDirectories.h"
-#include "TestPlatform.h"
 #include "TempDir.h"
+#include "TestPlatform.h"
 #include "qk_locations.h"
 #include "qk_log.h"
 #include "qk_lua.h"
@@ -353,8 +353,8 @@ TEST_F(LuaLogOutputs, TheBackupBitAsksForBackupsWithTheTablesLimits) {
   EXPECT_EQ(TempDir::read("x.log"), "new run\n");
   int backups = 0;
   for (const auto& entry : std::filesystem::directory_iterator("."))
-    backups +=
-        entry.path().filename().string().rfind("x.", 0) == 0 && TempDir::read(entry.path().string()) == "old run\n";
+    backups += entry.path().filename().string().rfind("x.", 0) == 0 &&
+               TempDir::read(entry.path().string()) == "old run\n";
   EXPECT_EQ(backups, 1);
   EXPECT_TRUE(std::filesystem::exists("x.2001-01-01_00-00-00.log"));
   EXPECT_FALSE(std::filesystem::exists("x.2001-01-02_00-00-00.log"));

@@ -1,10 +1,10 @@
 // The tests' system calls on Windows.
+#include "TestPlatform.h"
+
 #include <windows.h>
 
 #include <cstdlib>
 #include <string>
-
-#include "TestPlatform.h"
 
 namespace {
 

@@ -1,16 +1,13 @@
 // Win32 implementation of the environment function of qk_env.h: GetEnvironmentVariableW into a
 // stack buffer, converted to UTF-8 for the caller.
-// The log's header comes before the system's, whose wingdi.h defines ERROR as a macro.
-#include "qk_log.h"
-
 #include <windows.h>
+#undef ERROR  // wingdi.h's macro, which would hide the log level of that name
 
 #include <climits>
 
 #include "platform/qk_platform.h"
 #include "qk_env.h"
-
-#undef ERROR  // wingdi.h's, which would hide the log level of that name below
+#include "qk_log.h"
 
 namespace {
 
@@ -29,8 +26,8 @@ int SYS_getenv(const char* name, char* value, size_t value_size) {
   // The system's limit of 32,767 units per variable keeps the argument larger than the buffer
   // harmless.
   wchar_t wide_value[kValueUnits];
-  const DWORD units = GetEnvironmentVariableW(reinterpret_cast<const wchar_t*>(wide_name), wide_value,
-                                              kValueArgument);
+  const DWORD units =
+      GetEnvironmentVariableW(reinterpret_cast<const wchar_t*>(wide_name), wide_value, kValueArgument);
   if (units == 0) return 0;  // unset or empty
   const int capacity = int(value_size > size_t(INT_MAX) ? INT_MAX : value_size);
   if (units >= kValueArgument ||

@@ -1,9 +1,8 @@
 // qk::Md5 on Windows: the system's hashing API (bcrypt) computes the digest, so the Windows build
 // needs no OpenSSL. The algorithm provider is opened once for the process and kept; each object
 // holds a hash, made again after each digest.
-#include <windows.h>
-
 #include <bcrypt.h>
+#include <windows.h>
 
 #include "qk/Md5.h"
 #include "qk_memory.h"

@@ -1,9 +1,8 @@
 // Win32 implementation of the platform layer: memory, clock, thread names, standard error and the
 // console, the debugger channel and the fatal-level question. The text conversions are in
 // qk_platform_win32_text, the debugger and the standard output switch in qk_platform_win32_debug.
-#include <windows.h>
-
 #include <malloc.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <cstdio>

@@ -13,8 +13,8 @@ int qk_platform_utf8_to_utf16(const char* source, int length, char16_t* target, 
 
 int qk_platform_utf16_to_utf8(const char16_t* source, int length, char* target, int capacity) {
   if (!source || length == 0) return 0;
-  return WideCharToMultiByte(CP_UTF8, 0, reinterpret_cast<const wchar_t*>(source), length, target,
-                             capacity, nullptr, nullptr);
+  return WideCharToMultiByte(CP_UTF8, 0, reinterpret_cast<const wchar_t*>(source), length, target, capacity,
+                             nullptr, nullptr);
 }
 
 // The C runtime's towlower of msvcrt.dll knows only ASCII in its "C" locale; the system's own
@@ -24,9 +24,9 @@ void qk_platform_lower_units(uint16_t* units) {
   for (unsigned u = 0; u < 0x10000; ++u) {
     const wchar_t unit = wchar_t(u);
     wchar_t lower = unit;
-    units[u] = LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, &unit, 1, &lower, 1, nullptr, nullptr,
-                             0) == 1
-                   ? uint16_t(lower)
-                   : uint16_t(u);
+    units[u] =
+        LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, &unit, 1, &lower, 1, nullptr, nullptr, 0) == 1
+            ? uint16_t(lower)
+            : uint16_t(u);
   }
 }
