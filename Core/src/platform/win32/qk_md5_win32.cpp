@@ -1,8 +1,9 @@
 // qk::Md5 on Windows: the system's hashing API (bcrypt) computes the digest, so the Windows build
 // needs no OpenSSL. The algorithm provider is opened once for the process and kept; each object
 // holds a hash, made again after each digest.
-#include <bcrypt.h>
 #include <windows.h>
+// bcrypt.h needs the types of windows.h.
+#include <bcrypt.h>
 
 #include "qk/Md5.h"
 #include "qk_memory.h"
