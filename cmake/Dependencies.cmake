@@ -1,6 +1,13 @@
 # Every dependency comes from the system (Debian's -dev packages); nothing is vendored.
 find_package(PkgConfig REQUIRED)
 
+# The Windows cross build (cmake/mingw-w64.cmake) finds the libraries Debian lacks for mingw-w64
+# in the prefix scripts/win-deps fills, through pkg-config as on Linux.
+if(WIN32)
+  include(cmake/DependenciesWin32.cmake)
+  return()
+endif()
+
 # Lua 5.1 built as C++, so that a Lua error unwinds C++ frames and runs their destructors.
 pkg_check_modules(LUA51 REQUIRED IMPORTED_TARGET lua5.1-c++)
 pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)

@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     std::ifstream in(file, std::ios::binary);
     const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (!in.eof() && in.fail()) {
-      std::fprintf(stderr, "%s: can't be read\n", file.c_str());
+      std::fprintf(stderr, "%s: can't be read\n", file.string().c_str());
       return 1;
     }
     // A copy of exactly the file's size, so that a read past the end is caught by ASan.

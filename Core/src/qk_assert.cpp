@@ -21,7 +21,6 @@ namespace {
 using helpers::message_buffer;
 using helpers::skip_rule;
 
-constexpr char kDebugger[] = "gdb";
 constexpr uint16_t kAbortId = 3, kRetryId = 4, kIgnoreId = 5;
 
 // The assertion lock and the skip rules it covers, made on first use and kept to the end of the
@@ -43,7 +42,7 @@ Rules& rules() {
 // Launches the debugger and waits for it; false when it couldn't be launched at all.
 bool launch_debugger() {
   std::string path;
-  if (!qk_platform_find_program(kDebugger, path)) return false;
+  if (!qk_platform_find_program(qk_platform_debugger_name(), path)) return false;
   int exit_code = 0;
   if (!qk_platform_launch_debugger(path, exit_code)) return false;
   if (exit_code == 0) return true;  // attached
@@ -54,9 +53,9 @@ bool launch_debugger() {
 
 void go_to_debugger() {
   if (!qk_platform_debugger_present() && !launch_debugger())
-    show_notice(
-        dialog_system(), "Debug break failed!",
-        std::string("Failed to launch debugger. Maybe, ") + kDebugger + " is missing from system folder.");
+    show_notice(dialog_system(), "Debug break failed!",
+                std::string("Failed to launch debugger. Maybe, ") + qk_platform_debugger_name() +
+                    " is missing from system folder.");
   if (!qk_platform_debugger_present()) abort_now();
   qk_platform_debug_break();  // continuing in the debugger returns from the assertion
 }

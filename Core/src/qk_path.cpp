@@ -1,8 +1,5 @@
 #include "qk_path.h"
 
-#include <locale.h>
-#include <wctype.h>
-
 #include <boost/container/small_vector.hpp>
 #include <cstring>
 #include <memory>
@@ -95,17 +92,7 @@ struct FoldTable {
   uint16_t units[0x10000];
 
   FoldTable() {
-    for (unsigned u = 0; u < 0x10000; ++u) units[u] = uint16_t(u);
-    locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
-    if (!locale) locale = newlocale(LC_CTYPE_MASK, "C.utf8", locale_t(nullptr));
-    if (!locale) locale = newlocale(LC_CTYPE_MASK, "C", locale_t(nullptr));
-    if (locale) {
-      for (unsigned u = 0; u < 0x10000; ++u) {
-        const wint_t lower = towlower_l(wint_t(u), locale);
-        if (lower <= 0xFFFF) units[u] = uint16_t(lower);
-      }
-      freelocale(locale);
-    }
+    qk_platform_lower_units(units);
     for (size_t i = 0; i < qk_path_fold_run_count; ++i) {
       const qk_path_fold_run& run = qk_path_fold_runs[i];
       for (unsigned u = run.first; u <= run.last; u += run.step) units[u] = uint16_t(int(u) + run.delta);

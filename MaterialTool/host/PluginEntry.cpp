@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "LibraryEntry.h"
 #include "MaterialAttrib.h"
 #include "MaterialTool.h"
 #include "Resource.h"
@@ -49,10 +50,14 @@ MaterialToolClassDesc materialToolClassDesc;
 
 }  // namespace
 
-BOOL DllMain(HINSTANCE instance, ULONG, void*) {
+BOOL LibMain(HINSTANCE instance, ULONG, void*) {
   hInstance = instance;
   if (!controlsInit) controlsInit = 1;
   return TRUE;
+}
+
+int enterPluginLibrary(unsigned long reason, void* reserved) {
+  return LibMain(&QKMaterialToolModule, ULONG(reason), reserved);
 }
 
 const MCHAR* LibDescription() { return GetString(IDS_LIBDESCRIPTION); }
@@ -72,7 +77,7 @@ ULONG LibVersion() { return PLUGIN_SDK_VERSION; }
 void LibInit() {}
 
 PluginExports pluginExports() {
-  return {&QKMaterialToolModule, DllMain,    LibDescription, LibNumberClasses,
+  return {&QKMaterialToolModule, LibMain,    LibDescription, LibNumberClasses,
           LibClassDesc,          LibVersion, LibInit};
 }
 

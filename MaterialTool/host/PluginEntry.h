@@ -22,18 +22,24 @@ extern HINSTANCE hInstance;
 extern int controlsInit;
 
 // The library entry: stores the module handle, sets the controls-ready flag, answers TRUE, for
-// every reason.
-BOOL DllMain(HINSTANCE instance, ULONG reason, void* reserved);
+// every reason. Named apart from the system's own entry (DllMain), which mingw-w64 gives C linkage
+// whatever its arguments: where the library has a file of its own, that entry hands each call on
+// to this one (LibraryEntry.h).
+BOOL LibMain(HINSTANCE instance, ULONG reason, void* reserved);
 
+// The five exports, with plain (C) names and the platform's default calling convention, exported
+// from the library's file where there is one (QKMaterialTool.dll on Windows).
+extern "C" {
 // String 1, "MaterialTool", through the string buffer; null while the instance isn't set.
-const MCHAR* LibDescription();
+QK_EXPORT const MCHAR* LibDescription();
 // 2.
-int LibNumberClasses();
+QK_EXPORT int LibNumberClasses();
 // 0: the utility's descriptor, 1: the attribute's, anything else null.
-ClassDesc* LibClassDesc(int index);
-ULONG LibVersion();
+QK_EXPORT ClassDesc* LibClassDesc(int index);
+QK_EXPORT ULONG LibVersion();
 // Does nothing.
-void LibInit();
+QK_EXPORT void LibInit();
+}
 
 // The exports as the host stand-in loads them.
 PluginExports pluginExports();

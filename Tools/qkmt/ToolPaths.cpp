@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/qk_platform.h"
+
 namespace fs = std::filesystem;
 
 std::string loaderSpelling(const std::string& path) {
@@ -17,9 +19,9 @@ std::string loaderSpelling(const std::string& path) {
 
 std::string bundledExamplesDir() {
   std::error_code error;
-  const fs::path exe = fs::read_symlink("/proc/self/exe", error);
-  if (!error) {
-    const fs::path installed = exe.parent_path().parent_path() / "share" / "qkmt" / "examples";
+  std::string exe;
+  if (qk_platform_executable_path(exe)) {
+    const fs::path installed = fs::u8path(exe).parent_path().parent_path() / "share" / "qkmt" / "examples";
     if (fs::exists(installed / "materials.lua", error)) return installed.string();
   }
   return QKMT_EXAMPLES_DIR;

@@ -1,7 +1,5 @@
 // Whole files as buffers: read or mapped at the 1 MiB boundary, empty, missing and short files.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <string>
@@ -54,17 +52,6 @@ TEST(LoadFileBuffer, AlwaysMapMapsASmallFileAndTheLastReleaseClosesIt) {
   EXPECT_EQ(qkvfs::MappedFileBuffer::pool.items_in_use(), in_use);
 }
 
-TEST(LoadFileBuffer, EmptyFileAndPipeAreTheEmptyBufferAndCountAsOpened) {
-  TempDir dir;
-  dir.write("empty", "");
-  ASSERT_EQ(mkfifo("pipe", 0600), 0);  // no writer: the open must not wait for one
-  for (const char* path : {"empty", "pipe"}) {
-    bool opened = false;
-    EXPECT_EQ(qk_load_file_buffer(path, opened, true).get(), qk::EmptyBuffer::instance().get()) << path;
-    EXPECT_TRUE(opened) << path;
-  }
-}
-
 TEST(LoadFileBuffer, WhatCantBeOpenedIsNullAndNotOpened) {
   TempDir dir;
   std::filesystem::create_directory("folder");
@@ -86,17 +73,6 @@ TEST(LoadFileBuffer, ShortReadIsNullAndKeepsTheFileOpen) {
   EXPECT_FALSE(qk_load_file_buffer(path, opened, false));
   EXPECT_TRUE(opened);
   EXPECT_EQ(open_descriptor_count(), before + 1);
-}
-
-TEST(MappedFileBuffer, FailedViewIsAnEmptyBufferWithItsFileClosed) {
-  TempDir dir;
-  dir.write("f", "abc");
-  qk_platform_file file = qk_fs_open("f", QK_FS_READ, QK_FS_OPEN_EXISTING, 0);
-  const qk::RefPtr<qk::IBuffer> buffer = qkvfs::MappedFileBuffer::create(file, qk_platform_mapping{}, 3);
-  ASSERT_TRUE(buffer);
-  EXPECT_EQ(buffer->size(), 0u);
-  EXPECT_EQ(buffer->data(), nullptr);
-  EXPECT_EQ(fcntl(int(file.handle), F_GETFD), -1);
 }
 
 TEST(FsReadInto, FillsTheGivenBufferOrANewOne) {

@@ -7,6 +7,8 @@ import signal
 import subprocess
 
 QKMT = os.environ["QKMT"]
+# qkmt.exe under Wine: file modes and the limits of POSIX processes don't reach it.
+WINDOWS = os.environ.get("QKMT_WINDOWS") == "1"
 NOBODY = 65534
 
 
@@ -19,7 +21,10 @@ def _become_nobody():
 def as_nobody_or_skip(test):
     """Keyword arguments for subprocess.run under which a file of mode 0 can't be read. As root,
     whom no permission stops, the child runs as the user nobody; where that can't be done, the
-    test is skipped with the reason."""
+    test is skipped with the reason. On Windows, where file modes don't stop a reader, it is
+    skipped."""
+    if WINDOWS:
+        test.skipTest("Windows: a file mode of 0 doesn't stop a reader")
     if os.geteuid() != 0:
         return {}
     try:
@@ -27,6 +32,12 @@ def as_nobody_or_skip(test):
     except (OSError, subprocess.SubprocessError) as error:
         test.skipTest("running as root, and the user nobody can't be taken on: %s" % error)
     return {"preexec_fn": _become_nobody}
+
+
+def skip_without_file_size_limit(test):
+    """Skips a test of a write cut by file_size_limit on Windows, where no such limit exists."""
+    if WINDOWS:
+        test.skipTest("Windows: no limit of the size of the files a process writes (RLIMIT_FSIZE)")
 
 
 def file_size_limit(limit):

@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import QKMT, printed
+from clisupport import QKMT, WINDOWS, printed
 
 
 class Vfs(unittest.TestCase):
@@ -93,8 +93,8 @@ class Vfs(unittest.TestCase):
             self.assertEqual(r.stdout, b"", args)
 
     def test_cat_into_a_full_device_fails(self):
-        if not os.path.exists("/dev/full"):
-            self.skipTest("no /dev/full here")
+        if WINDOWS or not os.path.exists("/dev/full"):
+            self.skipTest("no /dev/full here (under Wine the wrapper holds the program's output)")
         with open("/dev/full", "wb") as full:
             r = subprocess.run([QKMT, "cat", "--mount", "Data:/", "/textures/rock.dds"], cwd=self.dir, stdout=full,
                                stderr=subprocess.PIPE)

@@ -1,15 +1,15 @@
 // The log's line: its pieces by format word, its cut, the level texts and the clock.
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <regex>
 #include <string>
 #include <thread>
 
+#include "TestPlatform.h"
 #include "log/LogConsole.h"
 #include "log/LogLine.h"
+#include "platform/qk_threads.h"
 #include "qk_log.h"
 
 namespace {
@@ -91,14 +91,14 @@ TEST(LogLevelName, PadsToSevenAndNamesTheUnknown) {
 // Linux threads inherit the process's name; only a name of the thread's own is shown, else the
 // decimal thread id. Each thread fills its name at its first message, so each case has a new one.
 TEST(LogThread, AnUnnamedThreadShowsItsDecimalIdANamedOneItsName) {
-  pid_t unnamed = 0;
+  uint32_t unnamed = 0;
   testing::internal::CaptureStderr();
   std::thread([&] {
-    unnamed = gettid();
+    unnamed = qk_platform_thread_id();
     qk_log("T", qk::log::WARNING, "unnamed");
   }).join();
   std::thread([] {
-    pthread_setname_np(pthread_self(), "loader-7");
+    qk_test_set_thread_name("loader-7");
     qk_log("T", qk::log::WARNING, "named");
   }).join();
   const std::string lines = testing::internal::GetCapturedStderr();

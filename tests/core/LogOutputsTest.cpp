@@ -2,7 +2,6 @@
 // a message would be written, listeners, and the assertions of bad arguments.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <utime.h>
 
 #include <cstring>
 #include <ctime>
@@ -13,6 +12,7 @@
 
 #include "ScriptedDialogs.h"
 #include "TempDir.h"
+#include "TestPlatform.h"
 #include "log/LogBackup.h"
 #include "log/LogRules.h"
 #include "qk_log.h"
@@ -182,21 +182,19 @@ TEST_F(LogOutputs, AFileThatCantBeMadeIsReportedOnce) {
   qk_log("LOG", qk::log::INFO, "one");
   qk_log("LOG", qk::log::INFO, "two");
   const std::string console = stop();
-  const std::string failure = "Failed to open log output ./missing/x.log: No such file or directory\n";
+  // The reason is the system's own text ("No such file or directory" on Linux).
+  const std::string failure = "Failed to open log output ./missing/x.log: ";
   ASSERT_NE(console.find(failure), std::string::npos) << console;
   EXPECT_EQ(console.find(failure, console.find(failure) + 1), std::string::npos) << console;
 }
 
 // Sets a file's modification time.
-void touch(const std::string& path, time_t when) {
-  const utimbuf times{when, when};
-  ASSERT_EQ(utime(path.c_str(), &times), 0) << path;
-}
+void touch(const std::string& path, time_t when) { ASSERT_TRUE(qk_test_set_file_time(path, when)) << path; }
 
 std::string backup_name(const char* stem, time_t when, const char* extension) {
   char stamp[32];
-  tm broken;
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d_%H-%M-%S", gmtime_r(&when, &broken));
+  const tm broken = qk_test_utc(when);
+  std::strftime(stamp, sizeof stamp, "%Y-%m-%d_%H-%M-%S", &broken);
   return std::string(stem) + "." + stamp + extension;
 }
 

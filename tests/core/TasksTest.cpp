@@ -1,7 +1,6 @@
 // Synchronisation and tasks: the semaphore's stops, events, threads and their observer, the task
 // queue, tasks and group barriers, the task system and its shutdown with tasks still queued.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <csignal>
@@ -14,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "TestPlatform.h"
 #include "platform/qk_threads.h"
 #include "qk/Event.h"
 #include "qk/Semaphore.h"
@@ -25,11 +25,7 @@
 
 namespace {
 
-std::string threadName() {
-  char name[16] = {};
-  pthread_getname_np(pthread_self(), name, sizeof name);
-  return name;
-}
+std::string threadName() { return qk_test_thread_name(); }
 
 size_t countOf(const std::string& text, const std::string& part) {
   size_t count = 0;
@@ -101,7 +97,9 @@ TEST(Thread, TellsTheObserverAndReportsAFailedWait) {
   started.set();
   failed.wait();
   qk::qk_set_thread_observer(nullptr);
-  EXPECT_EQ(error.rfind("Wait for working thread failed with code 35.", 0), 0u) << error;  // EDEADLK
+  const std::string expected =
+      "Wait for working thread failed with code " + std::to_string(qk_test_self_join_error()) + ".";
+  EXPECT_EQ(error.rfind(expected, 0), 0u) << error;
   EXPECT_FALSE(thread.joinable()) << "the failed wait leaves no handle (the thread went on detached)";
   EXPECT_EQ(observer.joined, std::vector<uint32_t>{id});
 }

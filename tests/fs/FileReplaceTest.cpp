@@ -43,28 +43,4 @@ TEST(FileReplace, TheOldFileStaysUntilTheCommitAndAnAbandonLeavesNothing) {
   EXPECT_EQ(TempDir::read("scene.qks"), "new content");
 }
 
-TEST(FileReplace, ANameAtTheSystemsLimitStillGetsItsTemporaryFile) {
-  TempDir dir;
-  const std::string name(255, 'n');
-  qk_fs_replacement replacement;
-  ASSERT_EQ(qk_fs_replace_begin(name, replacement), 0);
-  EXPECT_EQ(fs::path(replacement.temporary).filename().string().size(), 255u);
-  ASSERT_EQ(writeAll(replacement, "x"), 0);
-  ASSERT_EQ(qk_fs_replace_commit(replacement), 0);
-  EXPECT_EQ(TempDir::read(name), "x");
-  EXPECT_EQ(entries("."), 1u);
-}
-
-TEST(FileReplace, WhatCanNotBeReplacedIsRefusedBeforeAnythingIsMade) {
-  TempDir dir;
-  fs::create_directory("folder");
-  qk_fs_replacement replacement;
-  EXPECT_EQ(qk_fs_replace_begin("folder", replacement), EISDIR);
-  EXPECT_EQ(qk_fs_replace_begin("missing/file", replacement), ENOENT);
-  EXPECT_EQ(qk_fs_replace_begin("", replacement), ENOENT);
-  EXPECT_EQ(qk_fs_replace_begin(std::string("a\0b", 3), replacement), EINVAL);
-  EXPECT_FALSE(replacement.file.valid());
-  EXPECT_EQ(entries("."), 1u);
-}
-
 }  // namespace

@@ -68,7 +68,7 @@ TEST_F(PluginEntryTest, StringsComeThroughOneBufferOnlyOnceTheInstanceIsSet) {
   hInstance = nullptr;
   EXPECT_EQ(GetString(IDS_PARAMS), nullptr);
   EXPECT_EQ(LibDescription(), nullptr);
-  EXPECT_TRUE(DllMain(instance, DLL_PROCESS_DETACH, nullptr));
+  EXPECT_TRUE(LibMain(instance, DLL_PROCESS_DETACH, nullptr));
   EXPECT_EQ(hInstance, instance);
 }
 

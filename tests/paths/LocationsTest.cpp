@@ -23,8 +23,9 @@ std::string real(const char* path, size_t size = 256) {
 TEST(PathGetReal, ResolvesByTextBehindTheWorkingDirectoryAndCutsToTheRoom) {
   TempDir dir;
   const std::string cwd = std::filesystem::current_path().string();
-  EXPECT_EQ(real("Missing/./x/../y"), cwd + "/Missing/y");
-  EXPECT_EQ(real("sub/"), cwd + "/sub/");
+  const std::string slash(1, char(std::filesystem::path::preferred_separator));  // "\\" on Windows
+  EXPECT_EQ(real("Missing/./x/../y"), cwd + slash + "Missing" + slash + "y");
+  EXPECT_EQ(real("sub/"), cwd + slash + "sub" + slash);
   EXPECT_EQ(real("a/b", 5), cwd.substr(0, 4));
   EXPECT_EQ(real(""), "<failed:>");
 
@@ -59,21 +60,34 @@ Pairs listed() {
   return seen;
 }
 
+// The system's roots: "/" on POSIX, each drive on Windows.
+Pairs roots() {
+  Pairs system;
+  for (const auto& pair : listed())
+    if (pair.first == pair.second) system.push_back(pair);
+  return system;
+}
+
 TEST(Locations, AddedPairsComeFirstThenTheRootAndRemovalGoesByPath) {
-  EXPECT_EQ(listed(), (Pairs{{"/", "/"}}));
+  const Pairs system = roots();
+  ASSERT_FALSE(system.empty());
+  EXPECT_EQ(listed(), system);
   EXPECT_EQ(VFS_add_location("Game", "game/"), 1);
   EXPECT_EQ(VFS_add_location("Game", "other/"), 0);
   EXPECT_EQ(VFS_add_location("Tools", "tools/"), 1);
-  EXPECT_EQ(listed(), (Pairs{{"Game", "game/"}, {"Tools", "tools/"}, {"/", "/"}}));
+  Pairs expected{{"Game", "game/"}, {"Tools", "tools/"}};
+  expected.insert(expected.end(), system.begin(), system.end());
+  EXPECT_EQ(listed(), expected);
 
   EXPECT_EQ(VFS_del_location("Game"), 0);  // a name isn't a path
   EXPECT_EQ(VFS_del_location("game/"), 1);
   EXPECT_EQ(VFS_del_location("game/"), 0);
   EXPECT_EQ(VFS_del_location("tools/"), 1);
-  EXPECT_EQ(listed(), (Pairs{{"/", "/"}}));
+  EXPECT_EQ(listed(), system);
 }
 
 TEST(Locations, ACallbackMayChangeTheList) {
+  const Pairs system = roots();
   int calls = 0;
   VFS_add_location("once", "once/");
   VFS_get_locations(
@@ -82,8 +96,8 @@ TEST(Locations, ACallbackMayChangeTheList) {
         if (std::strcmp(info->name, "once") == 0) VFS_del_location("once/");
       },
       &calls);
-  EXPECT_EQ(calls, 2);
-  EXPECT_EQ(listed(), (Pairs{{"/", "/"}}));
+  EXPECT_EQ(calls, int(1 + system.size()));
+  EXPECT_EQ(listed(), system);
 }
 
 }  // namespace

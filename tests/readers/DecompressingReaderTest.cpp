@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <random>
@@ -169,29 +168,6 @@ TEST(DecodingEnd, MetByChunkCountsTheWholeChunkArea) {
     EXPECT_EQ(reader->read(out, 1), 0u);
     EXPECT_EQ(reader->remaining(), 0u);
   }
-}
-
-// A debugger that lets the process continue after the out-of-memory trap: a chunk area that can't
-// be made is never written through, and the reader goes on without it.
-void continue_after_trap(int) {}
-
-TEST(DecodedOutputDeathTest, WithoutMemoryForTheChunkAreaNothingIsWrittenThroughNull) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        std::signal(SIGTRAP, continue_after_trap);
-        qk::DecodedOutput output(100, SIZE_MAX / 4);  // an area the allocator refuses
-        const auto step = [](unsigned char* dst, size_t n) {
-          std::fill_n(dst, n, 'x');
-          return n;
-        };
-        const auto finished = [] { return false; };
-        unsigned char out[10];
-        const bool ok = output.read(out, 10, step, finished) == 10 && output.skip(5, step, finished) == 0 &&
-                        output.chunk(step, finished).empty() && output.position() == 10;
-        std::exit(ok ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "Out of memory in qk_malloc");
 }
 
 TEST(ZlibInflateReader, TruncatedStreamEndsQuietlyWithWhatCame) {

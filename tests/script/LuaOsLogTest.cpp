@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utime.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +14,7 @@
 
 #include "ScriptDirectories.h"
 #include "TempDir.h"
+#include "TestPlatform.h"
 #include "qk_locations.h"
 #include "qk_log.h"
 #include "qk_lua.h"
@@ -126,7 +126,7 @@ const LevelCase level_cases[] = {
 TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
   TempDir dir;
   ScriptDirectories dirs("c/", "w/", "t/");
-  setenv("QK_OS_TEST", "set", 1);
+  qk_test_setenv("QK_OS_TEST", "set");
   for (const LevelCase& c : level_cases) {
     for (int level = -1; level <= 5; ++level) {
       for (const char* folder : {"c", "w", "t"}) std::filesystem::create_directories(folder);
@@ -147,7 +147,7 @@ TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
       for (const char* folder : {"c", "w", "t"}) std::filesystem::remove_all(folder);
     }
   }
-  unsetenv("QK_OS_TEST");
+  qk_test_unsetenv("QK_OS_TEST");
 }
 
 TEST(LuaOs, FailuresAnswerNilAndTheirMessageAndMissingFilesLogNothing) {
@@ -192,11 +192,11 @@ TEST(LuaOs, GetenvAnswersWhatFitsItsBufferAndNilOtherwise) {
   State s;
   Console console;
   EXPECT_EQ(s.run("return os.getenv('QK_NO_SUCH_VARIABLE')"), "nil");
-  setenv("QK_OS_BIG", std::string(32767, 'v').c_str(), 1);
+  qk_test_setenv("QK_OS_BIG", std::string(32767, 'v').c_str());
   EXPECT_EQ(s.run("return #os.getenv('QK_OS_BIG')"), "32767");
-  setenv("QK_OS_BIG", std::string(32768, 'v').c_str(), 1);
+  qk_test_setenv("QK_OS_BIG", std::string(32768, 'v').c_str());
   EXPECT_EQ(s.run("return os.getenv('QK_OS_BIG')"), "nil");
-  unsetenv("QK_OS_BIG");
+  qk_test_unsetenv("QK_OS_BIG");
   EXPECT_EQ(console.lines(),
             Lines{"ERROR QKCORESTATIC: SYS_getenv(\"QK_OS_BIG\"): variable value is too big."});
 }
@@ -334,8 +334,7 @@ TEST_F(LuaLogOutputs, SetOutputWritesItsLinesAndRemovesTheOutputWithNoRules) {
 // Sets a file's modification time to `age` seconds ago.
 void age(const std::string& path, time_t age) {
   const time_t when = time(nullptr) - age;
-  const utimbuf times{when, when};
-  ASSERT_EQ(utime(path.c_str(), &times), 0) << path;
+  ASSERT_TRUE(qk_test_set_file_time(path, when)) << path;
 }
 
 TEST_F(LuaLogOutputs, TheBackupBitAsksForBackupsWithTheTablesLimits) {
@@ -354,8 +353,8 @@ TEST_F(LuaLogOutputs, TheBackupBitAsksForBackupsWithTheTablesLimits) {
   EXPECT_EQ(TempDir::read("x.log"), "new run\n");
   int backups = 0;
   for (const auto& entry : std::filesystem::directory_iterator("."))
-    backups +=
-        entry.path().filename().string().rfind("x.", 0) == 0 && TempDir::read(entry.path()) == "old run\n";
+    backups += entry.path().filename().string().rfind("x.", 0) == 0 &&
+               TempDir::read(entry.path().string()) == "old run\n";
   EXPECT_EQ(backups, 1);
   EXPECT_TRUE(std::filesystem::exists("x.2001-01-01_00-00-00.log"));
   EXPECT_FALSE(std::filesystem::exists("x.2001-01-02_00-00-00.log"));

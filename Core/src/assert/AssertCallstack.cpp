@@ -1,5 +1,5 @@
-// The call stack of a failed assertion, through Boost.Stacktrace and its libbacktrace backend.
-#define BOOST_STACKTRACE_LINK
+// The call stack of a failed assertion, through Boost.Stacktrace: its libbacktrace backend on POSIX,
+// its debugger-engine backend on Windows (CMake chooses with the backend's definitions).
 #include <boost/stacktrace.hpp>
 
 #include "assert/AssertReport.h"

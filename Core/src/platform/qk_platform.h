@@ -65,6 +65,12 @@ void qk_platform_thread_name(char* out, size_t size);
 int qk_platform_utf8_to_utf16(const char* source, int length, char16_t* target, int capacity);
 int qk_platform_utf16_to_utf8(const char16_t* source, int length, char* target, int capacity);
 
+// The C runtime's lower case (towlower) of every UTF-16 unit, into `units` (0x10000 entries): the
+// unit itself where towlower leaves it or answers beyond 16 bits. On POSIX in the C.UTF-8 locale
+// where the system has one (else "C"), whatever the process's locale; on Windows the system's
+// lower case of the invariant locale (LCMapStringEx), as msvcrt.dll's towlower knows only ASCII.
+void qk_platform_lower_units(uint16_t* units);
+
 // ---- Standard error and the debugger channel -------------------------------------------------
 
 // Writes bytes to the process's standard error stream. The result is not checked by callers.
@@ -119,16 +125,22 @@ bool qk_platform_debugger_present();
 uint32_t qk_platform_process_id();
 void qk_platform_sleep(uint32_t milliseconds);
 
+// The debugger that a failed assertion launches: "gdb" on POSIX, "vsjitdebugger.exe" on Windows.
+const char* qk_platform_debugger_name();
+
 // Finds `program` in the folders of PATH, as the shell would; false when none holds it as an
-// executable file.
+// executable file. On Windows, whose debugger lives in the system folder, the answer is that
+// folder and the name, whether or not the file is there: the launch finds out.
 bool qk_platform_find_program(const char* program, std::string& path);
 
-// The absolute path of the process's executable (/proc/self/exe on Linux); false when it can't be
-// read.
+// The absolute path of the process's executable (/proc/self/exe on Linux, GetModuleFileNameW on
+// Windows); false when it can't be read.
 bool qk_platform_executable_path(std::string& path);
 
 // Launches the debugger `debugger` (a path, as qk_platform_find_program gives it) to attach to
-// this process, and waits without limit until the launch has ended. The launch is a process of
+// this process, and waits without limit until the launch has ended. On Windows the launch is
+// `debugger -p PID` itself, and `exit_code` is 0 when it answered 0x400B0 (attached) or its status
+// couldn't be read, else its status (1 for a status of 0). The launch is a process of
 // its own, which starts `debugger -q -p PID -ex continue` on the controlling terminal (standard
 // streams are kept when there is none) and ends as soon as the debugger is attached, with status
 // 0, or when the debugger ends first, with the debugger's status (1 for a status of 0 or a signal).

@@ -1,13 +1,12 @@
-// Md5: the MD5 digest of RFC 1321 over bytes given piece by piece, from OpenSSL's EVP interface
-// (the one file that includes OpenSSL).
+// Md5: the MD5 digest of RFC 1321 over bytes given piece by piece: from OpenSSL's EVP interface on
+// POSIX (qk/Md5.cpp, the one file that includes OpenSSL), from the system's hashing API (bcrypt) on
+// Windows (platform/win32/qk_md5_win32.cpp); CMake picks one.
 //
 // Owned by its user (RAII: the digest context goes with the object); one thread at a time. Out
 // of memory for the context ends in qk_out_of_memory; the digest itself can't fail.
 #pragma once
 
 #include <cstddef>
-
-struct evp_md_ctx_st;
 
 namespace qk {
 
@@ -24,7 +23,7 @@ class Md5 {
   void finish(char (&hex)[33]);
 
  private:
-  evp_md_ctx_st* context_;
+  void* context_;  // the implementation's digest state
 };
 
 }  // namespace qk

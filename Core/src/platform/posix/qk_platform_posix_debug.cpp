@@ -136,6 +136,8 @@ uint32_t qk_platform_process_id() { return uint32_t(getpid()); }
 
 void qk_platform_sleep(uint32_t milliseconds) { sleep_ms(milliseconds); }
 
+const char* qk_platform_debugger_name() { return "gdb"; }
+
 bool qk_platform_find_program(const char* program, std::string& path) {
   const char* folders = std::getenv("PATH");
   if (!folders || !program || !*program || std::strchr(program, '/')) return false;

@@ -4,6 +4,9 @@
 // pairs for characters beyond the Basic Multilingual Plane, and one U+FFFD for each maximal
 // ill-formed part of a sequence (a stray byte, a cut sequence, an overlong or surrogate form, a
 // value beyond U+10FFFF) or for a lone surrogate unit.
+#include <locale.h>
+#include <wctype.h>
+
 #include <cstring>
 
 #include "platform/qk_platform.h"
@@ -123,4 +126,17 @@ int qk_platform_utf16_to_utf8(const char16_t* source, int length, char* target, 
     }
   }
   return sink.failed ? 0 : sink.written;
+}
+
+void qk_platform_lower_units(uint16_t* units) {
+  for (unsigned u = 0; u < 0x10000; ++u) units[u] = uint16_t(u);
+  locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
+  if (!locale) locale = newlocale(LC_CTYPE_MASK, "C.utf8", locale_t(nullptr));
+  if (!locale) locale = newlocale(LC_CTYPE_MASK, "C", locale_t(nullptr));
+  if (!locale) return;
+  for (unsigned u = 0; u < 0x10000; ++u) {
+    const wint_t lower = towlower_l(wint_t(u), locale);
+    if (lower <= 0xFFFF) units[u] = uint16_t(lower);
+  }
+  freelocale(locale);
 }

@@ -1,0 +1,89 @@
+// The tests' system calls on Windows.
+#include "TestPlatform.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+std::wstring wide(const char* text) {
+  const int units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
+  std::wstring out(size_t(units > 0 ? units : 1), L'\0');
+  if (units > 0) MultiByteToWideChar(CP_UTF8, 0, text, -1, out.data(), units);
+  out.resize(out.size() - 1);
+  return out;
+}
+
+}  // namespace
+
+// The C runtime keeps a copy of the environment: both are set. An empty value removes the
+// runtime's variable, so the system's is set last.
+void qk_test_setenv(const char* name, const char* value) {
+  const std::wstring wide_name = wide(name), wide_value = wide(value);
+  _wputenv_s(wide_name.c_str(), wide_value.c_str());
+  SetEnvironmentVariableW(wide_name.c_str(), wide_value.c_str());
+}
+
+void qk_test_unsetenv(const char* name) {
+  const std::wstring wide_name = wide(name);
+  _wputenv_s(wide_name.c_str(), L"");
+  SetEnvironmentVariableW(wide_name.c_str(), nullptr);
+}
+
+bool qk_test_set_file_time(const std::string& path, time_t seconds) {
+  const HANDLE file = CreateFileW(wide(path.c_str()).c_str(), FILE_WRITE_ATTRIBUTES,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  // 100-nanosecond units since 1601-01-01.
+  const uint64_t ticks = (uint64_t(seconds) + 11644473600ull) * 10000000ull;
+  FILETIME time{DWORD(ticks), DWORD(ticks >> 32)};
+  const bool set = SetFileTime(file, nullptr, &time, &time) != 0;
+  CloseHandle(file);
+  return set;
+}
+
+namespace {
+
+template <class Function>
+Function kernel_function(const char* name) {
+  const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
+  return kernel ? reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(kernel, name)))
+                : nullptr;
+}
+
+}  // namespace
+
+std::string qk_test_thread_name() {
+  using Get = HRESULT(WINAPI*)(HANDLE, PWSTR*);
+  static const Get get = kernel_function<Get>("GetThreadDescription");
+  PWSTR name = nullptr;
+  if (!get || FAILED(get(GetCurrentThread(), &name)) || !name) return "";
+  char narrow[64] = {};
+  WideCharToMultiByte(CP_UTF8, 0, name, -1, narrow, sizeof narrow - 1, nullptr, nullptr);
+  LocalFree(name);
+  return narrow;
+}
+
+void qk_test_set_thread_name(const char* name) {
+  using Set = HRESULT(WINAPI*)(HANDLE, PCWSTR);
+  static const Set set = kernel_function<Set>("SetThreadDescription");
+  if (set) set(GetCurrentThread(), wide(name).c_str());
+}
+
+tm qk_test_utc(time_t seconds) {
+  tm broken{};
+  const __time64_t t = seconds;
+  _gmtime64_s(&broken, &t);
+  return broken;
+}
+
+int qk_test_open_handle_count() {
+  DWORD count = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &count);
+  return int(count);
+}
+
+int qk_test_self_join_error() { return ERROR_POSSIBLE_DEADLOCK; }
