@@ -24,8 +24,14 @@ int64_t truncate_to_int64(double value) {
 // then drives collection steps over the whole catalogue table while it is being read. A whole
 // number of at most 14 digits is plain digits and needs no formatter (-0 keeps its sign through
 // the formatter); any other number goes through the same C formatter that Lua's lua_number2str
-// uses, so the text is the same byte for byte.
+// uses, so the text is the same byte for byte; only a NaN is always "nan", whatever its sign.
 void number_text(lua_Number value, std::string& out) {
+  // A NaN's sign is an accident of the arithmetic and of the C runtime's printing, which differ
+  // between systems: every NaN reads "nan", so that a catalogue reads the same everywhere.
+  if (std::isnan(value)) {
+    out = "nan";
+    return;
+  }
   char digits[40];
   if (value > -1e14 && value < 1e14 && value == std::trunc(value) && !(value == 0 && std::signbit(value))) {
     char* const end = digits + sizeof digits;
