@@ -1,6 +1,7 @@
 // A fresh folder for one test, which is also the working directory while the test runs; it is
 // removed with everything in it at the end of the test. Files are named relative to it, since a
-// path that begins with "/" names the virtual file system.
+// path that begins with "/" names the virtual file system. Names are UTF-8, as the core's are (the
+// narrow paths of the C++ library are the ANSI code page's on Windows).
 #pragma once
 
 #include <filesystem>
@@ -34,7 +35,7 @@ class TempDir {
 
   // The bytes of the file `name`, relative to the working directory; empty if it can't be read.
   static std::string read(const std::string& name) {
-    std::ifstream in(name, std::ios::binary | std::ios::ate);
+    std::ifstream in(std::filesystem::u8path(name), std::ios::binary | std::ios::ate);
     std::string bytes(in ? size_t(in.tellg()) : 0, '\0');
     in.seekg(0);
     in.read(&bytes[0], std::streamsize(bytes.size()));
@@ -43,7 +44,7 @@ class TempDir {
 
   // Writes `content` to the file `name` in the folder and returns `name`.
   std::string write(const std::string& name, const std::string& content) const {
-    std::ofstream(path_ / name, std::ios::binary) << content;
+    std::ofstream(path_ / std::filesystem::u8path(name), std::ios::binary) << content;
     return name;
   }
 
