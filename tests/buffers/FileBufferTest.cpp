@@ -46,7 +46,8 @@ TEST(LoadFileBuffer, AlwaysMapMapsASmallFileAndTheLastReleaseClosesIt) {
   ASSERT_TRUE(is_mapped(mapped));
   // POSIX lets the name go and the view outlive it; Windows keeps a mapped file.
   std::error_code removal;
-  EXPECT_EQ(std::filesystem::remove("ten", removal), qk_test_open_files_can_be_removed()) << removal.message();
+  EXPECT_EQ(std::filesystem::remove("ten", removal), qk_test_open_files_can_be_removed())
+      << removal.message();
   EXPECT_EQ(bytes_of(mapped), "0123456789");
   EXPECT_EQ(open_descriptor_count(), before + 1);
   mapped.reset();

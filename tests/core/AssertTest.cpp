@@ -144,7 +144,8 @@ TEST_F(AssertImpl, TheWindowShowsTheReportByteForByteWithTheCallstack) {
   ASSERT_NE(caller, std::string::npos) << here;
   EXPECT_EQ(tail.rfind("\n\nCallstack:\n 0# ", 0), 0u) << tail;
   EXPECT_NE(tail.find(here.substr(caller, here.find('\n', caller + 1) - caller + 1)), std::string::npos)
-      << tail << "\n---\n" << here;
+      << tail << "\n---\n"
+      << here;
   if (here.find("TestBody") < caller)
     EXPECT_TRUE(std::regex_search(tail, std::regex("^\n\nCallstack:\n *0# [^\n]*TestBody"))) << tail;
   EXPECT_EQ(run.check_boxes, (std::vector<uint16_t>{kLineAndFile, kFunction, kMessage, kCallstack}));

@@ -50,9 +50,10 @@ TEST(WinFileRaw, FailedOpensLogTheirOperationUnlessAReadIsSilent) {
   EXPECT_EQ(WinFileRaw::open_append("folder"), nullptr);
   const std::string missing = system_words(qk_test_failure::missing_file);
   const std::string folder = system_words(qk_test_failure::folder_as_file);
-  EXPECT_EQ(log.errors(), (Lines{"[missing] CreateFile(RO): " + missing, "[folder] CreateFile(RO): " + folder,
-                                 "[no/such] CreateFile(REWRITE): " + system_words(qk_test_failure::missing_folder),
-                                 "[folder] CreateFile(APPEND): " + folder}));
+  EXPECT_EQ(log.errors(),
+            (Lines{"[missing] CreateFile(RO): " + missing, "[folder] CreateFile(RO): " + folder,
+                   "[no/such] CreateFile(REWRITE): " + system_words(qk_test_failure::missing_folder),
+                   "[folder] CreateFile(APPEND): " + folder}));
 }
 
 TEST(WinFileRaw, RewriteEmptiesAndAppendWritesAtTheEnd) {
@@ -84,10 +85,11 @@ TEST(WinFileRaw, FailuresOfAnOpenFileAreLoggedInItsForm) {
   EXPECT_FALSE(file->skip(-100));
   EXPECT_FALSE(file->seek(uint64_t(1) << 63));
   file->release();
-  EXPECT_EQ(log.errors(),
-            (Lines{"[w] ReadFile(4): " + system_words(qk_test_failure::wrong_direction),
-                   "[w] SetFilePointerEx(-100): " + system_words(qk_test_failure::negative_seek),
-                   "[w] SetFilePointerEx(-9223372036854775808): " + system_words(qk_error_invalid_argument())}));
+  EXPECT_EQ(
+      log.errors(),
+      (Lines{"[w] ReadFile(4): " + system_words(qk_test_failure::wrong_direction),
+             "[w] SetFilePointerEx(-100): " + system_words(qk_test_failure::negative_seek),
+             "[w] SetFilePointerEx(-9223372036854775808): " + system_words(qk_error_invalid_argument())}));
 }
 
 TEST(WinFileRaw, DriverFormCarriesNamesMetadataAndTheOpenCount) {

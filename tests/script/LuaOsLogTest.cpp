@@ -140,7 +140,8 @@ TEST(LuaOs, EachLevelRefusesWhatItsColumnSays) {
       const std::string result = s.run(std::string("return ") + c.code);
       const Lines lines = console.lines();
       std::string expected = c.at[level + 1];
-      if (expected[0] == '?') expected = std::to_string(qk_test_shell_status(std::atoi(expected.c_str() + 1)));
+      if (expected[0] == '?')
+        expected = std::to_string(qk_test_shell_status(std::atoi(expected.c_str() + 1)));
       const bool refused = expected[0] == '!';
       EXPECT_EQ(result, refused ? expected.substr(1) + ": sandbox violation" : expected)
           << c.code << " at level " << level;

@@ -111,5 +111,6 @@ int qk_test_shell_status(int exit_code) { return exit_code; }
 
 bool qk_test_folder_link(const char* target, const char* link) {
   return CreateSymbolicLinkW(wide(link).c_str(), wide(target).c_str(),
-                             SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE) != 0;
+                             SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE) !=
+         0;
 }
