@@ -19,7 +19,8 @@ bool qk_test_set_file_time(const std::string& path, time_t seconds);
 std::string qk_test_thread_name();
 void qk_test_set_thread_name(const char* name);
 
-// The number of descriptors the process has open (/proc/self/fd), or on Windows its handles.
+// The number of descriptors the process has open (/proc/self/fd), or on Windows its handles of
+// files (not events, sections or keys, which the system opens and keeps on its own).
 int qk_test_open_handle_count();
 
 // Failures whose error number differs between the systems; qk_test_error gives the system's own,

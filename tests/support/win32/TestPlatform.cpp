@@ -2,9 +2,11 @@
 #include "TestPlatform.h"
 
 #include <windows.h>
+#include <winternl.h>
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -80,15 +82,24 @@ tm qk_test_utc(time_t seconds) {
   return broken;
 }
 
-// Wine answers GetProcessHandleCount with 0 whatever is open: where the count is 0, every possible
-// handle value of the table's first pages is asked whether it is open.
+// The handles of the type "File" (disk files, pipes, devices), as POSIX's descriptors are: events,
+// sections, keys and threads, which the system and the core keep or pool on their own, don't
+// count. Every possible handle value of the table's first pages is asked, as Wine answers
+// GetProcessHandleCount with 0 whatever is open.
 int qk_test_open_handle_count() {
-  DWORD count = 0;
-  if (GetProcessHandleCount(GetCurrentProcess(), &count) && count > 0) return int(count);
+  using Query = LONG(NTAPI*)(HANDLE, OBJECT_INFORMATION_CLASS, PVOID, ULONG, PULONG);
+  static const Query query = reinterpret_cast<Query>(
+      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryObject")));
   int open = 0;
   DWORD flags = 0;
-  for (uintptr_t value = 4; value < 0x10000; value += 4)
-    if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++open;
+  alignas(8) unsigned char type[1024];
+  for (uintptr_t value = 4; value < 0x10000; value += 4) {
+    const HANDLE handle = reinterpret_cast<HANDLE>(value);
+    if (!GetHandleInformation(handle, &flags) || !query) continue;
+    if (query(handle, ObjectTypeInformation, type, sizeof type, nullptr) < 0) continue;
+    const UNICODE_STRING& name = reinterpret_cast<const PUBLIC_OBJECT_TYPE_INFORMATION*>(type)->TypeName;
+    if (std::wstring_view(name.Buffer, name.Length / sizeof(wchar_t)) == L"File") ++open;
+  }
   return open;
 }
 
