@@ -120,8 +120,12 @@ int qk_test_self_join_error() { return ERROR_POSSIBLE_DEADLOCK; }
 
 int qk_test_shell_status(int exit_code) { return exit_code; }
 
+// Wine's CreateSymbolicLinkW answers success and makes nothing: the link must be there after.
 bool qk_test_folder_link(const char* target, const char* link) {
-  return CreateSymbolicLinkW(wide(link).c_str(), wide(target).c_str(),
-                             SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE) !=
-         0;
+  const std::wstring name = wide(link);
+  if (!CreateSymbolicLinkW(name.c_str(), wide(target).c_str(),
+                           SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE))
+    return false;
+  const DWORD attributes = GetFileAttributesW(name.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
