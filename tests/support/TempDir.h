@@ -17,6 +17,9 @@ class TempDir {
     std::string name = std::string(info->test_suite_name()) + "." + info->name();
     for (char& c : name)
       if (c == '/') c = '_';
+    // A death test's child runs the test again while its parent still works in the first folder,
+    // which Windows won't remove from under it: the child takes a folder of its own.
+    if (!GTEST_FLAG_GET(internal_run_death_test).empty()) name += ".child";
     path_ = std::filesystem::path(::testing::TempDir()) / ("qk-" + name);
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
