@@ -24,8 +24,15 @@ int64_t truncate_to_int64(double value) {
 // then drives collection steps over the whole catalogue table while it is being read. A whole
 // number of at most 14 digits is plain digits and needs no formatter (-0 keeps its sign through
 // the formatter); any other number goes through the same C formatter that Lua's lua_number2str
-// uses, so the text is the same byte for byte.
+// uses, so the text is the same byte for byte (a NaN as glibc prints it, on every system).
 void number_text(lua_Number value, std::string& out) {
+  // C runtimes print a NaN differently (glibc "-nan" when its sign is set, as 0/0 leaves it on
+  // x86; mingw-w64's runtime "nan" either way): glibc's form is written here, so that a catalogue
+  // reads the same on every system.
+  if (std::isnan(value)) {
+    out = std::signbit(value) ? "-nan" : "nan";
+    return;
+  }
   char digits[40];
   if (value > -1e14 && value < 1e14 && value == std::trunc(value) && !(value == 0 && std::signbit(value))) {
     char* const end = digits + sizeof digits;

@@ -1,7 +1,6 @@
 #include "PackCommand.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <map>
 #include <set>
 #include <string>
@@ -160,7 +159,8 @@ bool PackCommand::load_metadata(qk::MetadataTable& table) {
                                               : root_ + "/.metadata.json";
   std::string text, reason;
   if (!readFileBytes(path, text, reason)) {
-    if (metadata_.empty() && unreadableReason(path) == qk_system_error_text(ENOENT)) return true;  // none
+    if (metadata_.empty() && unreadableReason(path) == qk_system_error_text(qk_error_not_found()))
+      return true;  // none
     fail(path + ": " + reason);
     return false;
   }

@@ -233,7 +233,7 @@ using MaterialsLoaderDeathTest = MaterialsLoader;
 
 TEST_F(MaterialsLoaderDeathTest, ATextureEntryLuaCannotIndexEndsTheProcess) {
   EXPECT_DEATH(load("materials = { m = { textures = { a = 1 } } }"),
-               "ALERT   LUA \\([^)]*\\): Lua panic: attempt to index a number value");
+               "ALERT   LUA \\(.*\\): Lua panic: attempt to index a number value");
 }
 
 // ---- misc ------------------------------------------------------------------------------------

@@ -65,7 +65,7 @@ TEST(OverlappedFile, ReadsNothingUnopenedAndLogsFailuresInItsForm) {
   EXPECT_EQ(small.read_at(10, out, 16), 0u);  // at the end
   EXPECT_EQ(small.read_at(100, out, 3), 0u);
   EXPECT_EQ(small.read_at(100, out, 0), 0u);  // nothing asked, nothing to report
-  EXPECT_EQ(log.errors(), (Lines{"[missing] CreateFile(OVERLAPPED): No such file or directory",
+  EXPECT_EQ(log.errors(), (Lines{"[missing] CreateFile(OVERLAPPED): " + system_words(qk_error_not_found()),
                                  "[small] GetOverlappedResult(16): End of file",
                                  "[small] GetOverlappedResult(3): End of file"}));
 }

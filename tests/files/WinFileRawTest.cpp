@@ -48,10 +48,12 @@ TEST(WinFileRaw, FailedOpensLogTheirOperationUnlessAReadIsSilent) {
   EXPECT_EQ(WinFileRaw::open_read("folder"), nullptr);
   EXPECT_EQ(WinFileRaw::open_rewrite("no/such"), nullptr);
   EXPECT_EQ(WinFileRaw::open_append("folder"), nullptr);
-  EXPECT_EQ(log.errors(), (Lines{"[missing] CreateFile(RO): No such file or directory",
-                                 "[folder] CreateFile(RO): Is a directory",
-                                 "[no/such] CreateFile(REWRITE): No such file or directory",
-                                 "[folder] CreateFile(APPEND): Is a directory"}));
+  const std::string missing = system_words(qk_test_failure::missing_file);
+  const std::string folder = system_words(qk_test_failure::folder_as_file);
+  EXPECT_EQ(log.errors(),
+            (Lines{"[missing] CreateFile(RO): " + missing, "[folder] CreateFile(RO): " + folder,
+                   "[no/such] CreateFile(REWRITE): " + system_words(qk_test_failure::missing_folder),
+                   "[folder] CreateFile(APPEND): " + folder}));
 }
 
 TEST(WinFileRaw, RewriteEmptiesAndAppendWritesAtTheEnd) {
@@ -83,9 +85,11 @@ TEST(WinFileRaw, FailuresOfAnOpenFileAreLoggedInItsForm) {
   EXPECT_FALSE(file->skip(-100));
   EXPECT_FALSE(file->seek(uint64_t(1) << 63));
   file->release();
-  EXPECT_EQ(log.errors(),
-            (Lines{"[w] ReadFile(4): Bad file descriptor", "[w] SetFilePointerEx(-100): Invalid argument",
-                   "[w] SetFilePointerEx(-9223372036854775808): Invalid argument"}));
+  EXPECT_EQ(
+      log.errors(),
+      (Lines{"[w] ReadFile(4): " + system_words(qk_test_failure::wrong_direction),
+             "[w] SetFilePointerEx(-100): " + system_words(qk_test_failure::negative_seek),
+             "[w] SetFilePointerEx(-9223372036854775808): " + system_words(qk_error_invalid_argument())}));
 }
 
 TEST(WinFileRaw, DriverFormCarriesNamesMetadataAndTheOpenCount) {
@@ -110,7 +114,7 @@ TEST(WinFileRaw, DriverFormCarriesNamesMetadataAndTheOpenCount) {
   EXPECT_EQ(qk_fs_open_raw("gone", "", nullptr, &open_count), nullptr);
   EXPECT_EQ(WinFileRaw::open_for_driver("gone", "", nullptr, &open_count, false), nullptr);
   EXPECT_EQ(open_count.load(), 0u);
-  EXPECT_EQ(log.errors(), Lines{"[gone] CreateFile(RO): No such file or directory"});
+  EXPECT_EQ(log.errors(), Lines{"[gone] CreateFile(RO): " + system_words(qk_error_not_found())});
 }
 
 }  // namespace

@@ -42,10 +42,13 @@ TEST(PathIsUnder, IsAPrefixTestOfTheCaseFoldedAbsolutePaths) {
   EXPECT_EQ(qk_path_is_under("game/x", "game/y"), 0);
   EXPECT_EQ(qk_path_is_under("", "game"), 0);
 
-  // Both texts are cut to 255 bytes: what is left of them decides.
+  // Both texts are cut to 255 bytes: what is left of them decides. Where the system refuses to
+  // make so long a path absolute at all (Windows' 260 units), neither is under the other.
   const std::string deep(300, 'd');
-  EXPECT_EQ(qk_path_is_under(deep.c_str(), (deep + "/x").c_str()), 1);
-  EXPECT_EQ(qk_path_is_under((deep + "/x").c_str(), deep.c_str()), 1);
+  char room[1024];
+  const int absolute = VFS_path_getreal(room, sizeof room, deep.c_str()) ? 1 : 0;
+  EXPECT_EQ(qk_path_is_under(deep.c_str(), (deep + "/x").c_str()), absolute);
+  EXPECT_EQ(qk_path_is_under((deep + "/x").c_str(), deep.c_str()), absolute);
 }
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;

@@ -5,7 +5,9 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <vector>
 
+#include "platform/qk_platform.h"
 #include "qk_path.h"
 
 namespace {
@@ -58,8 +60,12 @@ TEST(PathFold, TheTableWinsAndTowlowerTakesTheRest) {
     ASSERT_EQ(qk_path_fold_unit(uint16_t(unit)), lower) << std::hex << unit;
   EXPECT_EQ(qk_path_fold_unit(0x189), 0x256);  // not in the table: towlower
   EXPECT_EQ(qk_path_fold_unit(0x40D), 0x45D);
-  EXPECT_EQ(qk_path_fold_unit(0x130), 0x69);  // towlower of the C.UTF-8 locale
-  EXPECT_EQ(qk_path_fold_unit(0x212A), 0x6B);
+  // The dotted capital I and the Kelvin sign are the system's to decide: C.UTF-8 lowers them to
+  // i and k, Windows' invariant locale keeps them.
+  std::vector<uint16_t> lower(0x10000);
+  qk_platform_lower_units(lower.data());
+  EXPECT_EQ(qk_path_fold_unit(0x130), lower[0x130]);
+  EXPECT_EQ(qk_path_fold_unit(0x212A), lower[0x212A]);
   EXPECT_EQ(qk_path_fold_unit('.'), '.');
   EXPECT_EQ(qk_path_fold_unit(0xD800), 0xD800);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TestPlatform.h"
+#include "platform/qk_fs.h"
 
 class LogCapture {
  public:
@@ -52,3 +53,12 @@ class LogCapture {
 
 // The number of descriptors (on Windows: handles) the process has open.
 inline int open_descriptor_count() { return qk_test_open_handle_count(); }
+
+// The system's words for an error number as a log line ends with them (without the line break a
+// Win32 text brings).
+inline std::string system_words(int code) {
+  std::string text = qk_system_error_text(code);
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  return text;
+}
+inline std::string system_words(qk_test_failure failure) { return system_words(qk_test_error(failure)); }

@@ -82,7 +82,8 @@ TEST(FSDriver, WalksDepthFirstSkippingDotNamesAndKeepingCase) {
 TEST(FSDriver, ALinkBackUpTheTreeEndsTheWalk) {
   TempDir dir;
   put_file("d/f", "x");
-  std::filesystem::create_directory_symlink("..", "d/up");
+  if (!qk_test_folder_link("..", "d/up"))
+    GTEST_SKIP() << "the system makes no folder links here (Wine's are a stub)";
   Driver driver = make("d");
   ASSERT_NE(driver, nullptr);
   // d/up/d/up/... is entered down to the depth limit, and no further.
@@ -111,7 +112,7 @@ TEST(FSDriver, InfoAsksTheDiskAnew) {
 
   LogCapture log;
   EXPECT_EQ(driver->open_file(0), nullptr);
-  EXPECT_EQ(log.errors(), Lines{"[d/f] CreateFile(RO): No such file or directory"});
+  EXPECT_EQ(log.errors(), Lines{"[d/f] CreateFile(RO): " + system_words(qk_error_not_found())});
 }
 
 TEST(FSDriver, FilesFuturesAndReadersCountAsOpenUntilReleased) {

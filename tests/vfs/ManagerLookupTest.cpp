@@ -83,11 +83,12 @@ TEST_F(ManagerLookup, OpensOnlyForReadingWithTheirLines) {
   EXPECT_FALSE(vfs.open_for_write("/m/top.txt", 0, 0, false));
   EXPECT_EQ(vfs.open_reader("/m/none", false), nullptr);
   EXPECT_EQ(vfs.open_reader("none", false), nullptr);
-  EXPECT_EQ(log.errors(),
-            (Lines{"Can't open file not for writing: /m/top.txt. VFS supports only open for reading.",
-                   "Can't open file: /m/none.txt.", "Trying to open /m/top.txt on ro vfs.",
-                   "Can't open file: /m/none.", "[none] CreateFile(RO): No such file or directory",
-                   "Can't open file 'none' from real path fs.", "Can't open file: none"}));
+  EXPECT_EQ(
+      log.errors(),
+      (Lines{"Can't open file not for writing: /m/top.txt. VFS supports only open for reading.",
+             "Can't open file: /m/none.txt.", "Trying to open /m/top.txt on ro vfs.",
+             "Can't open file: /m/none.", "[none] CreateFile(RO): " + system_words(qk_error_not_found()),
+             "Can't open file 'none' from real path fs.", "Can't open file: none"}));
 
   qkvfs::IFile* file = vfs.open_file("/m/TOP.TXT", 0, false);
   ASSERT_NE(file, nullptr);

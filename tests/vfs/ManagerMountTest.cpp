@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -117,9 +118,18 @@ TEST(ManagerMount, CaseIsKeptForTheDiskAndFoldedForKeys) {
   Manager vfs;
   EXPECT_NE(vfs.mount("Data/Textures", "/t", false, nullptr, false), kMountFailed);
   EXPECT_EQ(read(vfs, "/T/ROCK.DDS"), "rock");
+  // The disk decides whether another spelling names the folder: not on a case-sensitive one;
+  // Windows' names ignore case, and the folder mounts a second time.
+  const bool disk_folds = std::filesystem::is_directory("data/textures");
   LogCapture log;
-  EXPECT_EQ(vfs.mount("data/textures", "/u", false, nullptr, false), kMountFailed);  // no such folder here
-  EXPECT_EQ(log.errors(), Lines{"No suitable driver found to mount data/textures"});
+  if (disk_folds) {
+    EXPECT_NE(vfs.mount("data/textures", "/u", false, nullptr, false), kMountFailed);
+    EXPECT_EQ(read(vfs, "/u/rock.dds"), "rock");
+    EXPECT_EQ(log.errors(), Lines{});
+  } else {
+    EXPECT_EQ(vfs.mount("data/textures", "/u", false, nullptr, false), kMountFailed);
+    EXPECT_EQ(log.errors(), Lines{"No suitable driver found to mount data/textures"});
+  }
   EXPECT_TRUE(vfs.unmount_by_source("DATA/TEXTURES"));
   EXPECT_FALSE(vfs.exists("/t/rock.dds"));
 }

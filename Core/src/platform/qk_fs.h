@@ -164,6 +164,12 @@ int qk_shell_open(std::string_view path);
 // "? Error" when the system has no text at all.
 std::string qk_system_error_text(int code);
 
+// Error numbers that callers compare with or hand on themselves, in the system's own numbering:
+// a file that doesn't exist (ENOENT; ERROR_FILE_NOT_FOUND) and a value out of range (EINVAL;
+// ERROR_INVALID_PARAMETER).
+qk_platform_error qk_error_not_found();
+qk_platform_error qk_error_invalid_argument();
+
 // ---- Handles ---------------------------------------------------------------------------------
 
 // Reads up to `size` bytes at the file's position; `done` is what came, less than `size` only at

@@ -2,6 +2,7 @@
 #include "TestPlatform.h"
 
 #include <pthread.h>
+#include <unistd.h>
 #include <utime.h>
 
 #include <cerrno>
@@ -40,4 +41,21 @@ int qk_test_open_handle_count() {
   return count;
 }
 
+int qk_test_error(qk_test_failure failure) {
+  switch (failure) {
+    case qk_test_failure::missing_file: return ENOENT;
+    case qk_test_failure::missing_folder: return ENOENT;
+    case qk_test_failure::folder_as_file: return EISDIR;
+    case qk_test_failure::wrong_direction: return EBADF;
+    case qk_test_failure::negative_seek: return EINVAL;
+  }
+  return 0;
+}
+
+bool qk_test_open_files_can_be_removed() { return true; }
+
 int qk_test_self_join_error() { return EDEADLK; }
+
+int qk_test_shell_status(int exit_code) { return exit_code << 8; }
+
+bool qk_test_folder_link(const char* target, const char* link) { return symlink(target, link) == 0; }

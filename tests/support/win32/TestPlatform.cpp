@@ -2,9 +2,11 @@
 #include "TestPlatform.h"
 
 #include <windows.h>
+#include <winternl.h>
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -80,10 +82,50 @@ tm qk_test_utc(time_t seconds) {
   return broken;
 }
 
+// The handles of the type "File" (disk files, pipes, devices), as POSIX's descriptors are: events,
+// sections, keys and threads, which the system and the core keep or pool on their own, don't
+// count. Every possible handle value of the table's first pages is asked, as Wine answers
+// GetProcessHandleCount with 0 whatever is open.
 int qk_test_open_handle_count() {
-  DWORD count = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &count);
-  return int(count);
+  using Query = LONG(NTAPI*)(HANDLE, OBJECT_INFORMATION_CLASS, PVOID, ULONG, PULONG);
+  static const Query query = reinterpret_cast<Query>(
+      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryObject")));
+  int open = 0;
+  DWORD flags = 0;
+  alignas(8) unsigned char type[1024];
+  for (uintptr_t value = 4; value < 0x10000; value += 4) {
+    const HANDLE handle = reinterpret_cast<HANDLE>(value);
+    if (!GetHandleInformation(handle, &flags) || !query) continue;
+    if (query(handle, ObjectTypeInformation, type, sizeof type, nullptr) < 0) continue;
+    const UNICODE_STRING& name = reinterpret_cast<const PUBLIC_OBJECT_TYPE_INFORMATION*>(type)->TypeName;
+    if (std::wstring_view(name.Buffer, name.Length / sizeof(wchar_t)) == L"File") ++open;
+  }
+  return open;
 }
 
+int qk_test_error(qk_test_failure failure) {
+  switch (failure) {
+    case qk_test_failure::missing_file: return ERROR_FILE_NOT_FOUND;
+    case qk_test_failure::missing_folder: return ERROR_PATH_NOT_FOUND;
+    case qk_test_failure::folder_as_file: return ERROR_ACCESS_DENIED;
+    case qk_test_failure::wrong_direction: return ERROR_ACCESS_DENIED;
+    case qk_test_failure::negative_seek: return ERROR_NEGATIVE_SEEK;
+  }
+  return 0;
+}
+
+bool qk_test_open_files_can_be_removed() { return false; }
+
 int qk_test_self_join_error() { return ERROR_POSSIBLE_DEADLOCK; }
+
+int qk_test_shell_status(int exit_code) { return exit_code; }
+
+// Wine's CreateSymbolicLinkW answers success and makes nothing: the link must be there after.
+bool qk_test_folder_link(const char* target, const char* link) {
+  const std::wstring name = wide(link);
+  if (!CreateSymbolicLinkW(name.c_str(), wide(target).c_str(),
+                           SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE))
+    return false;
+  const DWORD attributes = GetFileAttributesW(name.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}

@@ -247,6 +247,9 @@ std::string qk_system_error_text(int code) {
   return text && *text ? std::string(text) : std::string("? Error");
 }
 
+qk_platform_error qk_error_not_found() { return ENOENT; }
+qk_platform_error qk_error_invalid_argument() { return EINVAL; }
+
 // ---- Files and folders -----------------------------------------------------------------------
 
 bool qk_fs_delete(std::string_view path, bool to_recycle_bin) {

@@ -94,6 +94,9 @@ std::string qk_system_error_text(int code) {
   return qk_to_utf8(qk_win32::core_text(buffer));
 }
 
+qk_platform_error qk_error_not_found() { return ERROR_FILE_NOT_FOUND; }
+qk_platform_error qk_error_invalid_argument() { return ERROR_INVALID_PARAMETER; }
+
 // ---- Files and folders -----------------------------------------------------------------------
 
 bool qk_fs_delete_to_recycle_bin(std::string_view path);  // qk_fs_win32_shell.cpp

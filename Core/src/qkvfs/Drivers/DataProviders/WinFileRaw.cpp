@@ -1,6 +1,5 @@
 #include "qkvfs/Drivers/DataProviders/WinFileRaw.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <new>
 
@@ -101,8 +100,9 @@ uint64_t WinFileRaw::tell() {
 
 bool WinFileRaw::seek(uint64_t position) {
   uint64_t now = 0;
-  const qk_platform_error code =
-      position > uint64_t(INT64_MAX) ? EINVAL : qk_platform_seek(file_, int64_t(position), QK_SEEK_SET, now);
+  const qk_platform_error code = position > uint64_t(INT64_MAX)
+                                     ? qk_error_invalid_argument()
+                                     : qk_platform_seek(file_, int64_t(position), QK_SEEK_SET, now);
   if (code) log_file_failure(path_, code, "SetFilePointerEx(%lld)", static_cast<long long>(position));
   return code == 0;
 }
