@@ -160,7 +160,7 @@ bool PackCommand::load_metadata(qk::MetadataTable& table) {
                                               : root_ + "/.metadata.json";
   std::string text, reason;
   if (!readFileBytes(path, text, reason)) {
-    if (metadata_.empty() && unreadableReason(path) == qk_system_error_text(ENOENT)) return true;  // none
+    if (metadata_.empty() && unreadableReason(path) == systemReason(ENOENT)) return true;  // none
     fail(path + ": " + reason);
     return false;
   }

@@ -10,7 +10,7 @@ import tempfile
 import unittest
 import zipfile
 
-from clisupport import QKMT, as_nobody_or_skip, file_size_limit, skip_without_file_size_limit
+from clisupport import QKMT, as_nobody_or_skip, file_size_limit, failure_text, skip_without_file_size_limit
 
 MIB = 1 << 20
 
@@ -209,7 +209,7 @@ class Archives(unittest.TestCase):
             self.assertEqual((r.returncode, r.stdout, r.stderr.decode()),
                              (1, b"", "qkmt: %s: archive is broken: %s\n" % (name, reason)))
         r = self.qkmt("verify", "Data")
-        self.assertEqual((r.returncode, r.stderr), (1, b"qkmt: Data: Is a directory\n"))
+        self.assertEqual((r.returncode, r.stderr), (1, ("qkmt: Data: %s\n" % failure_text("directory")).encode()))
         r = self.qkmt("ls", "--mount", "cut.qkpk:/", "/")
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"qkmt: --mount cut.qkpk:/: Not enough input data\n", r.stderr)
@@ -274,11 +274,11 @@ class Archives(unittest.TestCase):
         os.makedirs(self.path("Folder"))
         for folder, archive, message in (
                 ("Data/empty.txt", "x.qkpk", "Data/empty.txt: not a folder"),
-                ("Missing", "x.qkpk", "Missing: No such file or directory"),
+                ("Missing", "x.qkpk", "Missing: " + failure_text("missing")),
                 ("Nothing", "x.qkpk",
                  "Nothing: nothing to pack: the folder holds no files or folders (names that begin with \".\" are left out)"),
-                ("Data", "Folder", "Folder: can't be written: Is a directory"),
-                ("Data", "Missing/x.qkpk", "Missing/x.qkpk: can't be written: No such file or directory"),
+                ("Data", "Folder", "Folder: can't be written: " + failure_text("directory")),
+                ("Data", "Missing/x.qkpk", "Missing/x.qkpk: can't be written: " + failure_text("missing folder")),
                 ("Data", "/dev/full", "/dev/full: can't be written: No space left on device")):
             r = self.qkmt("pack", folder, archive)
             self.assertEqual((r.returncode, r.stdout, r.stderr.decode()), (1, b"", "qkmt: %s\n" % message))

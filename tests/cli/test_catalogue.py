@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import QKMT, as_nobody_or_skip, printed
+from clisupport import QKMT, as_nobody_or_skip, printed, failure_text
 
 DATA = os.path.join(os.environ["QK_TEST_DATA"], "catalogues")
 EXAMPLES = os.environ["QK_EXAMPLES"]
@@ -141,7 +141,7 @@ class Catalogue(unittest.TestCase):
 
     def test_missing_directory_and_unreadable_are_told_apart_after_the_box(self):
         os.mkdir(os.path.join(self.dir, "folder"))
-        for name, reason in (("absent.lua", "No such file or directory"), ("folder", "Is a directory")):
+        for name, reason in (("absent.lua", failure_text("missing")), ("folder", failure_text("directory"))):
             result = qkmt("catalogue", name, cwd=self.dir)
             self.expect_box(result, "Can't load file: %s. Reason: no file '%s'" % (name, name))
             self.assertIn("\nqkmt: %s: %s\n" % (name, reason), result.stderr.decode())

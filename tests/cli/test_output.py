@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 from clisupport import (LOG_HEADER, QKMT, WINDOWS, as_nobody_or_skip, file_size_limit,
-                        skip_without_file_size_limit)
+                        reason, skip_without_file_size_limit)
 
 # A scene of about 100 KB: 400 materials with a map and an attribute each.
 BIG_SCENE = """
@@ -61,8 +61,8 @@ class Output(unittest.TestCase):
 
     def test_a_save_that_cannot_start_names_the_reason(self):
         os.mkdir(os.path.join(self.dir, "folder"))
-        self.expect_refusal(self.save("missing/s.qks"), "missing/s.qks", "No such file or directory")
-        self.expect_refusal(self.save("folder"), "folder", "Is a directory")
+        self.expect_refusal(self.save("missing/s.qks"), "missing/s.qks", failure_text("missing folder"))
+        self.expect_refusal(self.save("folder"), "folder", failure_text("directory"))
         self.assertEqual(self.folder_listing("folder"), [])
         if os.path.exists("/dev/full"):
             self.expect_refusal(self.save("/dev/full"), "/dev/full", "No space left on device")
@@ -107,7 +107,7 @@ class Output(unittest.TestCase):
                                 stderr=subprocess.STDOUT)
         self.assertEqual(LOG_HEADER.sub("", result.stdout.decode()).splitlines(), [
             "before", "[Error] Can't load file: nowhere/materials.lua. Reason: no file 'nowhere/materials.lua'",
-            "qkmt: nowhere/materials.lua: No such file or directory", "after"])
+            "qkmt: nowhere/materials.lua: " + failure_text("missing folder"), "after"])
 
 
 if __name__ == "__main__":
