@@ -23,6 +23,16 @@ _FAILURES = {
 }
 
 
+def real_spelling(path, cwd, separator="\\"):
+    """How the tool names a real file or folder that the test gives by its absolute host path. On
+    Linux a path that begins with "/" is virtual, so the tool spells it relative to the working
+    directory; on Windows a drive path is a real path and stays as the tool was given it, in the
+    drive form that the wrapper hands over (Wine's drive Z: is the host's root)."""
+    if WINDOWS:
+        return "Z:" + path.replace("/", separator)
+    return os.path.relpath(path, cwd)
+
+
 def failure_text(failure):
     """The system's words for a failure ("missing", "missing folder", "directory") in the tool's
     messages."""

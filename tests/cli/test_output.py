@@ -70,6 +70,9 @@ class Output(unittest.TestCase):
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
 
     def test_a_replaced_scene_keeps_its_mode_and_its_link(self):
+        if WINDOWS:
+            self.skipTest("Windows: no Unix file modes, and a host's symbolic link is no link "
+                          "the system's replace call follows")
         self.assertEqual(self.save("real.qks").returncode, 0)
         os.chmod(os.path.join(self.dir, "real.qks"), 0o640)
         os.symlink("real.qks", os.path.join(self.dir, "link.qks"))
