@@ -5,11 +5,12 @@
 
 The tests name real files by their absolute host paths. On Windows "/..." is the virtual file
 system and a real path has a drive, so each argument that is a host path (its first folder exists
-here), alone, behind "NAME=" or before a mount point (":/..."), is handed over in its drive form: Wine's drive Z: is the host's
-root. The C runtime of Windows writes standard output and error in text mode, each line feed as
-CR LF: the wrapper turns every CR LF back into a line feed, the exact inverse, so the tests see the
-bytes the tool meant to write. Standard input and the exit status pass through unchanged; the two
-output streams are handed on one after the other, once the program has ended."""
+here), alone, behind "NAME=" or before a mount point (":/..."), is handed over in its drive
+form: Wine's drive Z: is the host's root. The C runtime of Windows writes standard output and
+error in text mode, each line feed as CR LF: the wrapper turns every CR LF back into a line feed,
+the exact inverse, so the tests see the bytes the tool meant to write. Standard input and the exit
+status pass through unchanged; the two output streams are handed on one after the other, once the
+program has ended."""
 import os
 import re
 import subprocess

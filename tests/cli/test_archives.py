@@ -10,7 +10,8 @@ import tempfile
 import unittest
 import zipfile
 
-from clisupport import QKMT, WINDOWS, as_nobody_or_skip, file_size_limit, failure_text, skip_without_file_size_limit
+from clisupport import (QKMT, WINDOWS, as_nobody_or_skip, failure_text, file_size_limit,
+                        skip_without_file_size_limit)
 
 MIB = 1 << 20
 

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 from clisupport import (LOG_HEADER, QKMT, WINDOWS, as_nobody_or_skip, file_size_limit,
-                        reason, skip_without_file_size_limit)
+                        failure_text, skip_without_file_size_limit)
 
 # A scene of about 100 KB: 400 materials with a map and an attribute each.
 BIG_SCENE = """
