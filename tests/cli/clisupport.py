@@ -15,12 +15,19 @@ NOBODY = 65534
 # The failures the tests meet, with the error Linux gives (its words are the C library's) and the
 # words of the Win32 error that Windows gives for the same failure (ERROR_FILE_NOT_FOUND,
 # ERROR_PATH_NOT_FOUND where a folder of the path is missing, ERROR_ACCESS_DENIED for a folder
-# opened as a file), as the system's message table under Wine words them.
+# opened as a file, ERROR_DISK_FULL), as the system's message table under Wine words them.
 _FAILURES = {
     "missing": (errno.ENOENT, "File not found."),
     "missing folder": (errno.ENOENT, "Path not found."),
     "directory": (errno.EISDIR, "Access denied."),
+    "full": (errno.ENOSPC, "Disk full."),
 }
+
+
+def as_given(path, separator="\\"):
+    """An absolute host path as the tool receives it: unchanged on Linux; on Windows in the drive
+    form that the wrapper hands over (Wine's drive Z: is the host's root)."""
+    return "Z:" + path.replace("/", separator) if WINDOWS else path
 
 
 def real_spelling(path, cwd, separator="\\"):
@@ -28,14 +35,12 @@ def real_spelling(path, cwd, separator="\\"):
     Linux a path that begins with "/" is virtual, so the tool spells it relative to the working
     directory; on Windows a drive path is a real path and stays as the tool was given it, in the
     drive form that the wrapper hands over (Wine's drive Z: is the host's root)."""
-    if WINDOWS:
-        return "Z:" + path.replace("/", separator)
-    return os.path.relpath(path, cwd)
+    return as_given(path, separator) if WINDOWS else os.path.relpath(path, cwd)
 
 
 def failure_text(failure):
-    """The system's words for a failure ("missing", "missing folder", "directory") in the tool's
-    messages."""
+    """The system's words for a failure ("missing", "missing folder", "directory", "full") in the
+    tool's messages."""
     code, windows = _FAILURES[failure]
     return windows if WINDOWS else os.strerror(code)
 
