@@ -11,7 +11,7 @@ import tempfile
 import textwrap
 import unittest
 
-from clisupport import QKMT, WINDOWS, printed
+from clisupport import QKMT, WINDOWS, printed, real_spelling
 
 # What each operation gives at levels 0 to 5 with the current directory c/, the write directory w/
 # and the temporary directory t/ ("ok" for a file, a chunk or a handle; o/ lies under none of them).
@@ -315,16 +315,19 @@ class ScriptLibraries(unittest.TestCase):
             print(lfs.create_lockfile("no/such/dir/job"))
             """, "--tempdir", "t")
         # The system's error numbers: a lock held elsewhere, a folder that isn't there (Windows:
-        # ERROR_SHARING_VIOLATION and ERROR_PATH_NOT_FOUND).
-        held, missing = (32, 3) if WINDOWS else (errno.EAGAIN, errno.ENOENT)
+        # ERROR_SHARING_VIOLATION and ERROR_PATH_NOT_FOUND), and a leftover taken over
+        # (ERROR_ALREADY_EXISTS).
+        held, missing, leftover = (32, 3, 183) if WINDOWS else (errno.EAGAIN, errno.ENOENT, errno.EEXIST)
         self.assertEqual(lines, ["userdata\tfile", "nil\t%d" % held, "nil\t%d" % missing])
-        # A directory given by its absolute path is handed over relative to the working directory.
+        # A directory given by its absolute path is handed over relative to the working directory
+        # (on Windows, where a drive path is real, as it was given).
         absolute = os.path.join(os.path.realpath(self.dir), "t")
         self.assertEqual(self.lines('print(lfs.tempdir(), type(lfs.create_lockfile("job")))', "--tempdir", absolute),
-                         ["t\tuserdata"])
+                         ["%s\tuserdata" % real_spelling(absolute, os.path.realpath(self.dir))])
         self.assertEqual(os.listdir(os.path.join(self.dir, "t")), [])
         self.put("t/left", "")  # a leftover no one holds: taken over, and reported all the same
-        self.assertEqual(self.lines('print(lfs.create_lockfile("left"))', "--tempdir", "t"), ["nil\t17"])
+        self.assertEqual(self.lines('print(lfs.create_lockfile("left"))', "--tempdir", "t"),
+                         ["nil\t%d" % leftover])
         self.assertEqual(os.listdir(os.path.join(self.dir, "t")), [])
 
     # ---- require, packages, versions -----------------------------------------------------------
