@@ -62,6 +62,9 @@ int parseAndRun(int argc, char** argv, ToolCommandList& commands) {
   CLI::App app{"qkmt - check material catalogues and run the material plug-in's pipeline work", "qkmt"};
   app.set_version_flag("--version", std::string("qkmt ") + QKMT_VERSION, "Print the version and exit");
   app.fallthrough();
+  // "/textures" is a virtual path, never an option spelt the Windows way; the commands take this
+  // from the tool when they are added below.
+  app.allow_windows_style_options(false);
   addVerboseFlag(app);
   app.require_subcommand(0, 1);
   app.footer("Run 'qkmt help COMMAND' for the options of a command.");

@@ -1,13 +1,18 @@
 #include "MountOption.h"
 
+#include <filesystem>
+
 #include "ToolOutput.h"
 #include "qk_log.h"
 #include "qkvfs/Manager.h"
 #include "qkvfs/qk_vfs.h"
 
 std::optional<MountSpec> parseMountSpec(const std::string& text, std::string& error) {
-  size_t colon = text.find(":/");
-  if (colon == std::string::npos) colon = text.find(':');
+  // A drive ("C:") or a share where the system has them belongs to the source: the mount point is
+  // looked for behind it. Linux has no root name, so there every colon counts.
+  const size_t root = std::filesystem::u8path(text).root_name().u8string().size();
+  size_t colon = text.find(":/", root);
+  if (colon == std::string::npos) colon = text.find(':', root);
   if (colon == std::string::npos || colon == 0) {
     error = colon == 0 ? "no source before the mount point" : "expected SOURCE:MOUNTPOINT";
     return std::nullopt;

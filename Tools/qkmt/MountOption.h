@@ -4,6 +4,7 @@
 // "data/pack" also finds data/pack.zip and data/pack.qkpk, as the Manager's drivers look for them);
 // MOUNTPOINT is a virtual path, which begins with "/". The mount point starts at the first ":"
 // that a "/" follows (or, with none, at the first ":"), so a source may hold colons of its own.
+// Where paths have drives, the source's drive ("C:\\data:/d", "Z:/x:/mnt") is never taken for it.
 // Then, in any order, "append" (earlier mounts win over this one; without it this one wins over
 // them) and "tag=TAG" (the rest of the text is the tag). Mounts are made in the order given; their
 // messages are the Manager's own log lines ("Mounted: ..." at DEBUG, shown by -v). An archive

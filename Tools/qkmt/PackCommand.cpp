@@ -159,7 +159,7 @@ bool PackCommand::load_metadata(qk::MetadataTable& table) {
                                               : root_ + "/.metadata.json";
   std::string text, reason;
   if (!readFileBytes(path, text, reason)) {
-    if (metadata_.empty() && unreadableReason(path) == qk_system_error_text(qk_error_not_found()))
+    if (metadata_.empty() && unreadableReason(path) == systemReason(qk_error_not_found()))
       return true;  // none
     fail(path + ": " + reason);
     return false;

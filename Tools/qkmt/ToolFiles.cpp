@@ -8,13 +8,19 @@ constexpr size_t kReadPiece = size_t(1) << 20;
 
 }  // namespace
 
+std::string systemReason(qk_platform_error code) {
+  std::string text = qk_system_error_text(code);
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  return text;
+}
+
 bool readFileBytes(const std::string& path, std::string& bytes, std::string& reason) {
   bytes.clear();
   qk_platform_error error = 0;
   const qk_platform_file file =
       qk_fs_open(path, QK_FS_READ, QK_FS_OPEN_EXISTING, QK_FS_SEQUENTIAL_SCAN, &error);
   if (!file.valid()) {
-    reason = qk_system_error_text(error);
+    reason = systemReason(error);
     return false;
   }
   for (;;) {
@@ -27,7 +33,7 @@ bool readFileBytes(const std::string& path, std::string& bytes, std::string& rea
   }
   qk_platform_close(file);
   if (error != 0) {
-    reason = qk_system_error_text(error);
+    reason = systemReason(error);
     return false;
   }
   return true;
@@ -36,7 +42,7 @@ bool readFileBytes(const std::string& path, std::string& bytes, std::string& rea
 std::string unreadableReason(const std::string& path) {
   qk_platform_error error = 0;
   const qk_platform_file file = qk_fs_open(path, QK_FS_READ, QK_FS_OPEN_EXISTING, 0, &error);
-  if (!file.valid()) return qk_system_error_text(error);
+  if (!file.valid()) return systemReason(error);
   qk_platform_close(file);
   return std::string();
 }
@@ -50,7 +56,7 @@ FileReplacement::~FileReplacement() { qk_fs_replace_abandon(replacement_); }
 
 bool FileReplacement::fail(qk_platform_error code) {
   if (code == 0) return true;
-  if (error_.empty()) error_ = path_ + ": can't be written: " + qk_system_error_text(code);
+  if (error_.empty()) error_ = path_ + ": can't be written: " + systemReason(code);
   qk_fs_replace_abandon(replacement_);
   return false;
 }

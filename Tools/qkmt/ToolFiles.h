@@ -13,6 +13,10 @@
 
 #include "platform/qk_fs.h"
 
+// The system's words for an error number as one line of the tool's own messages: the line end
+// that Windows' texts carry ("File not found.\r\n") is cut off; other texts stay as they are.
+std::string systemReason(qk_platform_error code);
+
 // Reads the file at `path` into `bytes`; false with the system's words ("Is a directory",
 // "Permission denied", "No such file or directory") in `reason`.
 bool readFileBytes(const std::string& path, std::string& bytes, std::string& reason);

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "ToolFiles.h"
 #include "platform/qk_fs.h"
 #include "platform/qk_platform.h"
 
@@ -34,7 +35,7 @@ int finishStandardOutput(int status) {
   const bool flushed = std::fflush(stdout) == 0;
   const int error = firstWriteError != 0 ? firstWriteError : flushed ? 0 : errno;
   if (flushed && !std::ferror(stdout)) return status;
-  const std::string reason = error != 0 ? qk_system_error_text(error) : std::string("write error");
+  const std::string reason = error != 0 ? systemReason(error) : std::string("write error");
   std::fputs(("qkmt: standard output can't be written: " + reason + "\n").c_str(), stderr);
   return status != 0 ? status : 1;
 }

@@ -1,5 +1,6 @@
 """What the black-box tests of qkmt share: the tool's path, and the ways to meet a permission or a
 file-size limit from inside a test."""
+import errno
 import os
 import re
 import resource
@@ -10,6 +11,38 @@ QKMT = os.environ["QKMT"]
 # qkmt.exe under Wine: file modes and the limits of POSIX processes don't reach it.
 WINDOWS = os.environ.get("QKMT_WINDOWS") == "1"
 NOBODY = 65534
+
+# The failures the tests meet, with the error Linux gives (its words are the C library's) and the
+# words of the Win32 error that Windows gives for the same failure (ERROR_FILE_NOT_FOUND,
+# ERROR_PATH_NOT_FOUND where a folder of the path is missing, ERROR_ACCESS_DENIED for a folder
+# opened as a file, ERROR_DISK_FULL), as the system's message table under Wine words them.
+_FAILURES = {
+    "missing": (errno.ENOENT, "File not found."),
+    "missing folder": (errno.ENOENT, "Path not found."),
+    "directory": (errno.EISDIR, "Access denied."),
+    "full": (errno.ENOSPC, "Disk full."),
+}
+
+
+def as_given(path, separator="\\"):
+    """An absolute host path as the tool receives it: unchanged on Linux; on Windows in the drive
+    form that the wrapper hands over (Wine's drive Z: is the host's root)."""
+    return "Z:" + path.replace("/", separator) if WINDOWS else path
+
+
+def real_spelling(path, cwd, separator="\\"):
+    """How the tool names a real file or folder that the test gives by its absolute host path. On
+    Linux a path that begins with "/" is virtual, so the tool spells it relative to the working
+    directory; on Windows a drive path is a real path and stays as the tool was given it, in the
+    drive form that the wrapper hands over (Wine's drive Z: is the host's root)."""
+    return as_given(path, separator) if WINDOWS else os.path.relpath(path, cwd)
+
+
+def failure_text(failure):
+    """The system's words for a failure ("missing", "missing folder", "directory", "full") in the
+    tool's messages."""
+    code, windows = _FAILURES[failure]
+    return windows if WINDOWS else os.strerror(code)
 
 
 def _become_nobody():

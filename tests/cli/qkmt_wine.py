@@ -5,11 +5,12 @@
 
 The tests name real files by their absolute host paths. On Windows "/..." is the virtual file
 system and a real path has a drive, so each argument that is a host path (its first folder exists
-here), alone or behind "NAME=", is handed over in its drive form: Wine's drive Z: is the host's
-root. The C runtime of Windows writes standard output and error in text mode, each line feed as
-CR LF: the wrapper turns every CR LF back into a line feed, the exact inverse, so the tests see the
-bytes the tool meant to write. Standard input and the exit status pass through unchanged; the two
-output streams are handed on one after the other, once the program has ended."""
+here), alone, behind "NAME=" or before a mount point (":/..."), is handed over in its drive
+form: Wine's drive Z: is the host's root. The C runtime of Windows writes standard output and
+error in text mode, each line feed as CR LF: the wrapper turns every CR LF back into a line feed,
+the exact inverse, so the tests see the bytes the tool meant to write. Standard input and the exit
+status pass through unchanged; the two output streams are handed on one after the other, once the
+program has ended."""
 import os
 import re
 import subprocess
@@ -24,6 +25,11 @@ def drive_form(path):
 
 
 def translate(argument):
+    mount = re.match(r"^(/[^:]*)(:/.*)$", argument)  # --mount SOURCE:/MOUNTPOINT...: the source only
+    if mount:
+        converted = drive_form(mount.group(1))
+        if converted:
+            return converted + mount.group(2)
     if argument.startswith("/"):
         return drive_form(argument) or argument
     named = re.match(r"^([^=/]+=)(/.*)$", argument)

@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import QKMT
+from clisupport import QKMT, failure_text
 
 
 def chunk(cid, body=b"", container=False):
@@ -139,7 +139,7 @@ class Scene(unittest.TestCase):
             self.assertEqual(chunks.stderr, plain.stderr)
         self.assertEqual(chunks.stdout.decode().count("\n"), 10)  # the whole tree, then the error
         os.mkdir(os.path.join(self.dir, "folder"))
-        self.assertEqual(self.qkmt("folder").stderr, b"qkmt scene: folder: Is a directory\n")
+        self.assertEqual(self.qkmt("folder").stderr, ("qkmt scene: folder: %s\n" % failure_text("directory")).encode())
 
     def test_json_and_chunks_are_exclusive(self):
         self.assertEqual(self.qkmt(self.write(b""), "--json", "--chunks").returncode, 2)

@@ -1,6 +1,7 @@
 """The script host's own libraries as a script meets them through `qkmt run`: print, the sandbox
 levels, io's reading rules, lfs with its directory object and lock files, require and its loaders.
 Each script prints what it saw; the test compares."""
+import errno
 import hashlib
 import os
 import re
@@ -10,7 +11,7 @@ import tempfile
 import textwrap
 import unittest
 
-from clisupport import QKMT, printed
+from clisupport import QKMT, WINDOWS, printed, real_spelling
 
 # What each operation gives at levels 0 to 5 with the current directory c/, the write directory w/
 # and the temporary directory t/ ("ok" for a file, a chunk or a handle; o/ lies under none of them).
@@ -90,6 +91,18 @@ try("lfs.md5sum o/f.txt", lfs.md5sum, "o/f.txt")
 try("lfs.normpath", lfs.normpath, "a/../b")
 try("lfs.chdir", lfs.chdir, "c")
 """
+
+
+# The file system's roots, which lfs.locations lists after the named locations: "/" on Linux; on
+# Windows each drive (under Wine, the drive letters of the prefix's dosdevices folder).
+def _roots():
+    if not WINDOWS:
+        return ["/"]
+    devices = os.path.join(os.environ.get("WINEPREFIX", os.path.expanduser("~/.wine")), "dosdevices")
+    return sorted(d.upper() + "\\" for d in os.listdir(devices) if re.fullmatch(r"[a-z]:", d))
+
+
+ROOTS = _roots()
 
 
 class ScriptLibraries(unittest.TestCase):
@@ -283,7 +296,8 @@ class ScriptLibraries(unittest.TestCase):
             "file\t5\ttrue\t5\t0\tdirectory\t0\t0", "true\ttrue\ttrue\ttrue\ttrue",
             "nil\tcan't delete directory \"full\"", "nil\tcan't create directory \"no/parent\"",
             "d41d8cd98f00b204e9800998ecf8427e\t827ccb0eea8a706c4c34a16891f84e7b\t0",
-            "a/c/d\t12\ttrue", "true\tfalse\tfalse\ttrue\tfalse", "2\tname\tpath\t/",
+            "a/c/d\t12\ttrue", "true\tfalse\tfalse\ttrue\tfalse",
+            "%d\tname\tpath\t%s" % (len(ROOTS) + 1, ROOTS[-1]),
             "false\tlfs.add_location(name, path)", "false\tbad argument #1 to '?' (lfs.normpath(path))",
             "false\tcan't chdir on VFS"])
 
@@ -300,14 +314,20 @@ class ScriptLibraries(unittest.TestCase):
             print(lfs.create_lockfile("job"))
             print(lfs.create_lockfile("no/such/dir/job"))
             """, "--tempdir", "t")
-        self.assertEqual(lines, ["userdata\tfile", "nil\t11", "nil\t2"])
-        # A directory given by its absolute path is handed over relative to the working directory.
+        # The system's error numbers: a lock held elsewhere, a folder that isn't there (Windows:
+        # ERROR_SHARING_VIOLATION and ERROR_PATH_NOT_FOUND), and a leftover taken over
+        # (ERROR_ALREADY_EXISTS).
+        held, missing, leftover = (32, 3, 183) if WINDOWS else (errno.EAGAIN, errno.ENOENT, errno.EEXIST)
+        self.assertEqual(lines, ["userdata\tfile", "nil\t%d" % held, "nil\t%d" % missing])
+        # A directory given by its absolute path is handed over relative to the working directory
+        # (on Windows, where a drive path is real, as it was given).
         absolute = os.path.join(os.path.realpath(self.dir), "t")
         self.assertEqual(self.lines('print(lfs.tempdir(), type(lfs.create_lockfile("job")))', "--tempdir", absolute),
-                         ["t\tuserdata"])
+                         ["%s\tuserdata" % real_spelling(absolute, os.path.realpath(self.dir))])
         self.assertEqual(os.listdir(os.path.join(self.dir, "t")), [])
         self.put("t/left", "")  # a leftover no one holds: taken over, and reported all the same
-        self.assertEqual(self.lines('print(lfs.create_lockfile("left"))', "--tempdir", "t"), ["nil\t17"])
+        self.assertEqual(self.lines('print(lfs.create_lockfile("left"))', "--tempdir", "t"),
+                         ["nil\t%d" % leftover])
         self.assertEqual(os.listdir(os.path.join(self.dir, "t")), [])
 
     # ---- require, packages, versions -----------------------------------------------------------
@@ -336,7 +356,11 @@ class ScriptLibraries(unittest.TestCase):
 
     def test_package_paths_come_from_the_environment_or_beside_the_executable(self):
         env = {k: v for k, v in os.environ.items() if k not in ("LUA_PATH", "LUA_CPATH")}
-        folder = os.path.relpath(os.path.dirname(os.path.realpath(QKMT)), self.dir)
+        # The tool's folder relative to the working directory, in the system's separators.
+        program = os.environ.get("QKMT_PROGRAM", QKMT)
+        folder = os.path.relpath(os.path.dirname(os.path.realpath(program)), self.dir)
+        if WINDOWS:
+            folder = folder.replace("/", "\\")
         self.assertEqual(self.lines("print(package.path) print(package.cpath)", env=env), [
             "./?.lua;{0}/lua/?.lua;{0}/lua/?/init.lua;{0}/?.lua;{0}/?/init.lua".format(folder),
             "./lua-?.so;./?.so;{0}/lua-?.so;{0}/?.so;".format(folder)])

@@ -63,6 +63,23 @@ class Vfs(unittest.TestCase):
         r = self.qkmt("cat", "--mount", "Data/Textures:/t", "/T/ROCK.DDS")
         self.assertEqual((r.returncode, r.stdout), (0, b"rock"))
 
+    def test_an_absolute_source_keeps_its_drive(self):
+        # On Windows the wrapper hands the host path over as "Z:\\...": the drive's colon is the
+        # source's, and the mount point begins at the colon a "/" follows.
+        data = os.path.join(self.dir, "Data")
+        r = self.qkmt("cat", "--mount", data + ":/d", "/d/textures/rock.dds")
+        self.assertEqual((r.returncode, r.stdout), (0, b"rock"))
+        r = self.qkmt("ls", "--mount", data, "/")
+        self.assertEqual(r.returncode, 2)
+        self.assertIn(b": expected SOURCE:MOUNTPOINT\n", r.stderr)
+        # "Z:/..." is a drive on Windows only; on Linux the first ":/" begins the mount point.
+        r = self.qkmt("cat", "--mount", "Z:" + data + ":/d", "/d/textures/rock.dds")
+        if WINDOWS:
+            self.assertEqual((r.returncode, r.stdout), (0, b"rock"))
+        else:
+            self.assertEqual(r.returncode, 2)
+            self.assertIn(b'unknown option "/d"', r.stderr)
+
     def test_mount_messages_are_the_managers_and_debug_needs_verbose(self):
         r = self.qkmt("ls", "--mount", "Data:/", "/")
         self.assertNotIn(b"Mounted:", r.stderr)
