@@ -5,11 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <climits>
 #include <cstdlib>
 
+#include "platform/TemporaryName.h"
 #include "platform/posix/PosixPath.h"
 #include "platform/qk_fs.h"
 
@@ -24,22 +23,7 @@ constexpr int kNameAttempts = 64;
 
 int fd_of(qk_platform_file file) { return int(file.handle); }
 
-// Eight hex digits that differ between processes, calls and moments; O_EXCL settles any clash.
-std::string unique_suffix() {
-  static std::atomic<uint64_t> counter{0};
-  uint64_t x = uint64_t(getpid()) << 32 ^ counter.fetch_add(1) * 0x9E3779B97F4A7C15ull ^
-               uint64_t(std::chrono::steady_clock::now().time_since_epoch().count());
-  x ^= x >> 31;
-  x *= 0xBF58476D1CE4E5B9ull;
-  x ^= x >> 29;
-  static const char digits[] = "0123456789abcdef";
-  std::string out(8, '0');
-  for (char& c : out) {
-    c = digits[x & 15];
-    x >>= 4;
-  }
-  return out;
-}
+std::string unique_suffix() { return qk_fs_unique_suffix(uint64_t(getpid())); }
 
 // The file a path names, a link followed to its destination (a dangling link is replaced itself).
 std::string destination_of(const PosixPath& path) {

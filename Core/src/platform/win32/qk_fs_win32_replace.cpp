@@ -1,10 +1,9 @@
 // Win32 implementation of the whole-file replacement of platform/qk_fs.h: a hidden temporary file
 // made with CREATE_NEW beside the target, FlushFileBuffers, the old file's attributes, and
 // MoveFileExW over the target with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH.
-#include <atomic>
-#include <chrono>
 #include <string>
 
+#include "platform/TemporaryName.h"
 #include "platform/qk_fs.h"
 #include "platform/win32/Win32Path.h"
 
@@ -23,22 +22,7 @@ constexpr DWORD kKeptAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDE
 
 HANDLE handle_of(qk_platform_file file) { return reinterpret_cast<HANDLE>(file.handle); }
 
-// Eight hex digits that differ between processes, calls and moments; CREATE_NEW settles any clash.
-std::string unique_suffix() {
-  static std::atomic<uint64_t> counter{0};
-  uint64_t x = uint64_t(GetCurrentProcessId()) << 32 ^ counter.fetch_add(1) * 0x9E3779B97F4A7C15ull ^
-               uint64_t(std::chrono::steady_clock::now().time_since_epoch().count());
-  x ^= x >> 31;
-  x *= 0xBF58476D1CE4E5B9ull;
-  x ^= x >> 29;
-  static const char digits[] = "0123456789abcdef";
-  std::string out(8, '0');
-  for (char& c : out) {
-    c = digits[x & 15];
-    x >>= 4;
-  }
-  return out;
-}
+std::string unique_suffix() { return qk_fs_unique_suffix(uint64_t(GetCurrentProcessId())); }
 
 // What the name of an existing target is: its attributes, whether it is a file on a disk (not a
 // device such as NUL or a pipe), and the file a link names. Opens it without access rights, which
