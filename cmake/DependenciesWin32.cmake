@@ -40,5 +40,6 @@ if(QK_BUILD_TESTS)
   include(GoogleTest)
 endif()
 if(QK_BUILD_BENCH)
-  message(FATAL_ERROR "The benchmarks are not built for Windows: configure with -DQK_BUILD_BENCH=OFF")
+  # Google Benchmark, cross-built by `scripts/win-deps PREFIX --bench` (scripts/qk winbench).
+  find_package(benchmark REQUIRED)
 endif()

@@ -7,8 +7,13 @@
 #include <cstddef>
 #include <string>
 
-#if defined(__GNUC__)
+// The texts are checked against C99's printf, which stb_sprintf follows (%zu, %lld), also where
+// the compiler's plain "printf" means an older runtime's (GCC for Windows): GCC names C99's
+// "gnu_printf"; clang knows C99's under "printf" alone.
+#if defined(__clang__)
 #define QK_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))
+#elif defined(__GNUC__)
+#define QK_PRINTF_FORMAT(fmt, args) __attribute__((format(gnu_printf, fmt, args)))
 #else
 #define QK_PRINTF_FORMAT(fmt, args)
 #endif

@@ -146,8 +146,9 @@ TEST_F(AssertImpl, TheWindowShowsTheReportByteForByteWithTheCallstack) {
   EXPECT_NE(tail.find(here.substr(caller, here.find('\n', caller + 1) - caller + 1)), std::string::npos)
       << tail << "\n---\n"
       << here;
-  if (here.find("TestBody") < caller)
+  if (here.find("TestBody") < caller) {
     EXPECT_TRUE(std::regex_search(tail, std::regex("^\n\nCallstack:\n *0# [^\n]*TestBody"))) << tail;
+  }
   EXPECT_EQ(run.check_boxes, (std::vector<uint16_t>{kLineAndFile, kFunction, kMessage, kCallstack}));
   EXPECT_EQ(run.buttons, (std::vector<uint16_t>{kAbort, kRetry, kIgnore, kHelp}));
 }

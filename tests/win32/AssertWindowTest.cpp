@@ -53,9 +53,11 @@ TEST_F(AssertWindowTest, ShowsItsControlsAndOffersMessageAndCallstackOnlyWhenThe
     EXPECT_EQ(offered(1003), both) << "the message's check box";
     EXPECT_EQ(offered(1004), both) << "the call stack's check box";
     // The report's bare line feed reached the edit box as carriage return and line feed.
-    for (const Control& c : seen)
-      if (_wcsicmp(c.window_class.c_str(), L"Edit") == 0)
+    for (const Control& c : seen) {
+      if (_wcsicmp(c.window_class.c_str(), L"Edit") == 0) {
         EXPECT_NE(c.text.find(L"\"x\"\r\nsecond line"), std::wstring::npos);
+      }
+    }
   }
 }
 

@@ -158,8 +158,7 @@ qk_platform_error qk_platform_read_at(qk_platform_file file, uint64_t offset, vo
     DWORD got = 0;
     error = read_once_at(handle_of(file), offset + done, out + done, step, node->event, got);
     if (error != 0 || got == 0) break;
-    done += got;
-    ResetEvent(node->event);
+    done += got;  // the next ReadFile resets the event itself when it starts
   }
   give_back(node);
   return qk_platform_error(error);
