@@ -1,5 +1,7 @@
 // Lua::Config: the stack guard and the reading of tables by dotted paths.
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -189,6 +191,30 @@ TEST_F(LuaConfigTest, PopStringTakesNumbersInLuasFormAndStopsAtAZero) {
     lua_pushnumber(L, number);
     EXPECT_TRUE(config.popString(text));
     EXPECT_EQ(text, lua) << number;
+  }
+}
+
+TEST_F(LuaConfigTest, PopStringWritesAnyNumberAsLuaDoes) {
+  // Random bit patterns (every exponent, subnormals, the infinities and NaNs among them) and the
+  // short decimal fractions catalogues hold, each against Lua's own string of the number.
+  Lua::Config config(L, LUA_GLOBALSINDEX);
+  std::mt19937_64 random(7);
+  std::string text;
+  for (int i = 0; i < 20000; ++i) {
+    double number;
+    if (i % 2) {
+      const uint64_t bits = random();
+      std::memcpy(&number, &bits, sizeof number);
+    } else {
+      number = double(int64_t(random() % 2000001) - 1000000) / std::pow(10.0, double(random() % 8));
+    }
+    lua_pushnumber(L, number);
+    const std::string lua = lua_tostring(L, -1);
+    lua_pop(L, 1);
+    if (std::isnan(number)) continue;  // Lua's "nan" or "-nan" is the C runtime's; glibc's is kept
+    lua_pushnumber(L, number);
+    ASSERT_TRUE(config.popString(text));
+    ASSERT_EQ(text, lua) << i;
   }
 }
 
