@@ -66,6 +66,13 @@ TEST(Thread, IsNamedHasItsIdAndStaysJoinableAfterItEnded) {
   });
   ended.wait();
   EXPECT_TRUE(thread.joinable()) << "an ended thread can still be joined";
+  try {
+    thread.start("second", [] {});
+    ADD_FAILURE() << "a Thread that has one was started again";
+  } catch (const std::system_error& refused) {
+    EXPECT_EQ(refused.code().value(), qk_platform_error_busy());
+    EXPECT_EQ(refused.code().category(), std::system_category());
+  }
   thread.join();
   EXPECT_FALSE(thread.joinable());
   EXPECT_EQ(seenName, "a name longer t");

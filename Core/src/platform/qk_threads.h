@@ -36,6 +36,9 @@ struct qk_platform_thread_options {
 // the system's error code when the thread couldn't be started (`out` stays invalid).
 int qk_platform_thread_start(qk_platform_thread_handle& out, const qk_platform_thread_options& options,
                              void (*entry)(void*), void* argument);
+// The system's error code for a resource in use (EBUSY; ERROR_BUSY on Windows): the answer to a
+// second start of a thread object that has one running.
+int qk_platform_error_busy();
 // Waits for the thread to end and frees its handle. Answers 0, or the system's error code (joining
 // the calling thread itself, a handle already joined); the handle is then left as it was.
 int qk_platform_thread_join(qk_platform_thread_handle handle);

@@ -1,7 +1,6 @@
 #include "qk/Thread.h"
 
 #include <atomic>
-#include <cerrno>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -75,7 +74,7 @@ Thread& Thread::operator=(Thread&& other) noexcept {
 }
 
 void Thread::start(std::string name, std::function<void()> work) {
-  if (joinable()) throw_start_failure(EBUSY, name);
+  if (joinable()) throw_start_failure(qk_platform_error_busy(), name);
   Start start;
   start.work = std::move(work);
   qk_platform_thread_options options;

@@ -53,7 +53,7 @@ class Thread {
 
   // Starts `work` on a new thread named `name`, and waits until that thread has its id. Throws
   // std::system_error when no thread could be started; a Thread that has one already is refused
-  // the same way (EBUSY).
+  // the same way (the system's code for a resource in use: EBUSY, ERROR_BUSY).
   void start(std::string name, std::function<void()> work);
 
   bool joinable() const noexcept { return handle_.valid; }

@@ -85,6 +85,8 @@ int qk_platform_thread_start(qk_platform_thread_handle& out, const qk_platform_t
   return error;
 }
 
+int qk_platform_error_busy() { return EBUSY; }
+
 int qk_platform_thread_join(qk_platform_thread_handle handle) {
   if (!handle.valid) return EINVAL;
   // glibc answers a thread that joins itself with EDEADLK too; asking first spares the call, which

@@ -86,6 +86,8 @@ int qk_platform_thread_start(qk_platform_thread_handle& out, const qk_platform_t
   return 0;
 }
 
+int qk_platform_error_busy() { return ERROR_BUSY; }
+
 int qk_platform_thread_join(qk_platform_thread_handle handle) {
   if (!handle.valid) return ERROR_INVALID_HANDLE;
   if (GetThreadId(to_handle(handle)) == GetCurrentThreadId()) return ERROR_POSSIBLE_DEADLOCK;
