@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "ToolFiles.h"
 #include "ToolOutput.h"
 #include "qk_log.h"
 #include "qkvfs/Manager.h"
@@ -72,7 +73,14 @@ int applyMounts(const std::vector<std::string>& texts) {
       writeErr("qkmt: --mount " + text + ": " + failure.what() + "\n");
       return 1;
     }
-    if (id == qkvfs::kMountFailed) return 1;
+    if (id == qkvfs::kMountFailed) {
+      // The file system's log lines above give each driver's reason; the tool's own line says
+      // which option failed, and why when the source can't even be opened.
+      const std::string reason = unreadableReason(spec->source);
+      writeErr("qkmt: --mount " + text + ": can't be mounted: " +
+               (reason.empty() ? "the lines above say why" : reason) + "\n");
+      return 1;
+    }
   }
   return 0;
 }

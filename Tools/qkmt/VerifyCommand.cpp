@@ -36,7 +36,8 @@ uint64_t le_bytes(const unsigned char* p, int count) {
 // What made the load answer "archive is broken", in plain words: the tail's checks again, told.
 std::string why_broken(qkvfs::IFile& file) {
   const uint64_t size = file.size();
-  if (size == 0) return "the file is empty";
+  // A pipe or a device has no size either; an archive is read from its end, so it must be a file.
+  if (size == 0) return "the file is empty (a pipe reads as empty: verify needs the archive as a file)";
   unsigned char head[4] = {};
   if (file.seek(0) && file.read(head, 4) == 4 && head[0] == 'P' && head[1] == 'K' &&
       ((head[2] == 3 && head[3] == 4) || (head[2] == 5 && head[3] == 6)))

@@ -201,7 +201,7 @@ class Archives(unittest.TestCase):
         self.put("v4.qkpk", bytes(data[:-8]) + struct.pack("<I", 4) + b"QKPK")
         broken = {
             "Data/Big.bin": "it doesn't end with \"QKPK\": it was cut short, or isn't a .qkpk archive",
-            "empty.qkpk": "the file is empty",
+            "empty.qkpk": "the file is empty (a pipe reads as empty: verify needs the archive as a file)",
             "data.zip": "it is a zip file, which mounts as it is but has no digests to verify",
             "v4.qkpk": "its format version is 4, where version 3 is read",
         }
@@ -214,6 +214,21 @@ class Archives(unittest.TestCase):
         r = self.qkmt("ls", "--mount", "cut.qkpk:/", "/")
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"qkmt: --mount cut.qkpk:/: Not enough input data\n", r.stderr)
+        # A source that no driver opens: the drivers' reasons in the log, then the tool's own line.
+        r = self.qkmt("ls", "--mount", "empty.qkpk:/", "/")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn(b"Failed to open qkpk archive empty.qkpk. Reason: archive is broken.", r.stderr)
+        self.assertTrue(r.stderr.endswith(b"qkmt: --mount empty.qkpk:/: can't be mounted: the lines above say why\n"),
+                        r.stderr)
+
+    def test_an_archive_through_a_pipe_is_told_apart_from_an_empty_file(self):
+        if WINDOWS:
+            self.skipTest("Windows: no /dev/stdin")
+        self.pack("Data", "data.qkpk")
+        r = self.qkmt("verify", "/dev/stdin", input=self.read("data.qkpk"))
+        self.assertEqual((r.returncode, r.stdout), (1, b""))
+        self.assertEqual(r.stderr, b"qkmt: /dev/stdin: archive is broken: the file is empty "
+                                   b"(a pipe reads as empty: verify needs the archive as a file)\n")
 
     def test_a_failed_pack_keeps_the_old_archive(self):
         skip_without_file_size_limit(self)

@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from clisupport import QKMT, WINDOWS, printed
+from clisupport import QKMT, WINDOWS, failure_text, printed
 
 
 class Vfs(unittest.TestCase):
@@ -89,6 +89,8 @@ class Vfs(unittest.TestCase):
         r = self.qkmt("ls", "--mount", "missing:/", "/")
         self.assertEqual(r.returncode, 1)
         self.assertRegex(r.stderr, rb"ERROR   QKCORESTATIC \(\d+\): No suitable driver found to mount missing\n")
+        self.assertTrue(r.stderr.endswith(("qkmt: --mount missing:/: can't be mounted: %s\n"
+                                           % failure_text("missing")).encode()), r.stderr)
         r = self.qkmt("ls", "--mount", "Data:textures", "/")
         self.assertEqual(r.returncode, 1)
         self.assertIn(b"Invalid mount point textures.", r.stderr)
