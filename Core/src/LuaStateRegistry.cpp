@@ -5,6 +5,7 @@
 #include <new>
 
 #include "LuaPool.h"
+#include "qk/CriticalSection.h"
 #include "qk/TrackedHeap.h"
 #include "qk_format.h"
 #include "qk_time.h"
@@ -61,20 +62,20 @@ LuaStateRegistry& LuaStateRegistry::instance() {
 }
 
 LuaStateStats* LuaStateRegistry::find(lua_State* L) {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   auto entry = states.find(L);
   return entry == states.end() ? nullptr : entry->second.get();
 }
 
 void LuaStateRegistry::insert(lua_State* L, RecordPtr record) {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   auto entry = states.find(L);
   if (entry != states.end()) retire(entry);
   states.emplace(L, std::move(record));
 }
 
 void LuaStateRegistry::remove(lua_State* L) {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   auto entry = states.find(L);
   if (entry != states.end()) retire(entry);
 }
@@ -91,7 +92,7 @@ void LuaStateRegistry::retire(States::iterator entry) {
 }
 
 std::vector<LuaStateSnapshot> LuaStateRegistry::snapshot() {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   std::vector<LuaStateSnapshot> copies;
   copies.reserve(states.size());
   for (const auto& [L, record] : states)
@@ -101,12 +102,12 @@ std::vector<LuaStateSnapshot> LuaStateRegistry::snapshot() {
 }
 
 LuaStateTotals LuaStateRegistry::totals() {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   return {totalSpareSeconds, totalBytesLeft, totalPeakBytes, totalAllocSeconds, closedStates};
 }
 
 void LuaStateRegistry::setRemovalListener(RemovalListener removalListener, void* context) {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   listener = removalListener;
   listenerContext = context;
 }

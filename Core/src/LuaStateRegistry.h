@@ -44,6 +44,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "qk/CriticalSection.h"
 #include "qk_memory.h"
 
 class LuaPool;
@@ -118,7 +119,7 @@ class LuaStateRegistry {
   // Under `lock`.
   void retire(States::iterator entry);
 
-  std::mutex lock;
+  qk::CriticalSection lock;
   States states;
   double totalSpareSeconds = 0.0;
   uint64_t totalBytesLeft = 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/qk_threads.h"
+#include "qk/CriticalSection.h"
 #include "qk_log.h"
 #include "qk_memory.h"
 
@@ -21,7 +22,7 @@ struct Use {
 };
 
 struct LuaThreadUse {
-  std::mutex lock;
+  qk::CriticalSection lock;
   std::vector<Use, qk::allocator<Use>> uses;  // sorted by state
 
   // The first use whose state is not below `L`.
@@ -67,7 +68,7 @@ void qk_lua_thread_use_begin(lua_State* L) {
   bool clash = false;
   uint32_t owner = 0;
   {
-    std::lock_guard<std::mutex> hold(uses.lock);
+    std::lock_guard<qk::CriticalSection> hold(uses.lock);
     name = state_name(L);
     notMain = main_thread_only(L) && thread != main_thread.load();
     auto use = uses.lowerBound(L);
@@ -96,7 +97,7 @@ void qk_lua_thread_use_end(lua_State* L) {
   bool clash = false;
   uint32_t owner = 0;
   {
-    std::lock_guard<std::mutex> hold(uses.lock);
+    std::lock_guard<qk::CriticalSection> hold(uses.lock);
     auto use = uses.lowerBound(L);
     if (use == uses.uses.end() || use->state != L) return;
     if (use->thread == thread) {
@@ -112,7 +113,7 @@ void qk_lua_thread_use_end(lua_State* L) {
 
 void qk_lua_thread_use_forget(lua_State* L) {
   LuaThreadUse& uses = table();
-  std::lock_guard<std::mutex> hold(uses.lock);
+  std::lock_guard<qk::CriticalSection> hold(uses.lock);
   auto use = uses.lowerBound(L);
   if (use != uses.uses.end() && use->state == L) uses.uses.erase(use);
 }
@@ -124,7 +125,7 @@ uint32_t qk_lua_main_thread() { return main_thread.load(); }
 uint64_t qk_lua_thread_use_count(lua_State* L) {
   LuaThreadUse& uses = table();
   const uint32_t thread = qk_platform_thread_id();
-  std::lock_guard<std::mutex> hold(uses.lock);
+  std::lock_guard<qk::CriticalSection> hold(uses.lock);
   auto use = uses.lowerBound(L);
   return use != uses.uses.end() && use->state == L && use->thread == thread ? use->count : 0;
 }

@@ -9,6 +9,7 @@
 #include "assert/AssertDialogs.h"
 #include "assert/AssertReport.h"
 #include "platform/qk_platform.h"
+#include "qk/CriticalSection.h"
 #include "qk_log.h"
 
 namespace qkAssert {
@@ -26,7 +27,7 @@ constexpr uint16_t kAbortId = 3, kRetryId = 4, kIgnoreId = 5;
 // The assertion lock and the skip rules it covers, made on first use and kept to the end of the
 // process. Recursive, as a failure inside the window's own code takes it again on its thread.
 struct Rules {
-  std::recursive_mutex lock;
+  qk::CriticalSection lock;
   std::vector<skip_rule> rules;
 };
 
@@ -73,7 +74,7 @@ void report(const std::string& text, size_t length_without_callstack,
   if (disableReleaseAssertNotifications != 0) return;
 
   Rules& r = rules();
-  std::lock_guard<std::recursive_mutex> hold(r.lock);
+  std::lock_guard<qk::CriticalSection> hold(r.lock);
   for (const skip_rule& rule : r.rules)
     if (rule(location, message, callstack)) return;  // the first match ends the walk
 

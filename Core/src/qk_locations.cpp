@@ -9,12 +9,13 @@
 
 #include "platform/qk_fs.h"
 #include "platform/qk_platform.h"
+#include "qk/CriticalSection.h"
 
 namespace {
 
 // The process's pairs and their lock, made at load.
 struct Locations {
-  std::recursive_mutex lock;
+  qk::CriticalSection lock;
   std::vector<std::pair<std::string, std::string>> pairs;
 };
 
@@ -47,7 +48,7 @@ void set_directory(char (&directory)[256], const char* text) {
 
 void VFS_get_locations(VFS_location_callback callback, void* context) {
   Locations& list = locations();
-  std::lock_guard<std::recursive_mutex> guard(list.lock);
+  std::lock_guard<qk::CriticalSection> guard(list.lock);
   // By index: a callback may change the list, and the walk then sees the change.
   for (size_t i = 0; i < list.pairs.size(); ++i) {
     const std::pair<std::string, std::string> pair = list.pairs[i];
@@ -66,7 +67,7 @@ void VFS_get_locations(VFS_location_callback callback, void* context) {
 int VFS_add_location(const char* name, const char* path) {
   if (!name || !path) return 0;
   Locations& list = locations();
-  std::lock_guard<std::recursive_mutex> guard(list.lock);
+  std::lock_guard<qk::CriticalSection> guard(list.lock);
   for (const auto& pair : list.pairs)
     if (pair.first == name) return 0;
   list.pairs.emplace_back(name, path);
@@ -76,7 +77,7 @@ int VFS_add_location(const char* name, const char* path) {
 int VFS_del_location(const char* text) {
   if (!text) return 0;
   Locations& list = locations();
-  std::lock_guard<std::recursive_mutex> guard(list.lock);
+  std::lock_guard<qk::CriticalSection> guard(list.lock);
   for (auto it = list.pairs.begin(); it != list.pairs.end(); ++it) {
     if (it->second == text) {
       list.pairs.erase(it);

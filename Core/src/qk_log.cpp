@@ -14,6 +14,7 @@
 #include "log/LogRecord.h"
 #include "log/LogState.h"
 #include "platform/qk_platform.h"
+#include "qk/CriticalSection.h"
 #include "qk/Semaphore.h"
 
 using qk::LogRecord;
@@ -66,7 +67,12 @@ std::atomic<bool> stopping{false};
 thread_local bool on_worker = false;
 // One server of the queue at a time where no worker runs (IMMEDIATE mode, and the stop); recursive,
 // since serving a request may log, and a listener may send a request in turn.
-std::recursive_mutex serving;
+// Made on first use and never destroyed: a line may be logged from any file's static initialiser
+// or destructor.
+qk::CriticalSection& serving() {
+  static qk::CriticalSection* const lock = new qk::CriticalSection;
+  return *lock;
+}
 
 struct ThreadName {
   bool valid = false;
@@ -289,7 +295,7 @@ void serve(qk::LogItem* item) {
 }
 
 void drain_queue() {
-  std::lock_guard<std::recursive_mutex> hold(serving);
+  std::lock_guard<qk::CriticalSection> hold(serving());
   while (qk::LogItem* item = queue.pop()) serve(item);
 }
 

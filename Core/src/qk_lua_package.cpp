@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/qk_platform.h"
+#include "qk/CriticalSection.h"
 #include "qk_env.h"
 #include "qk_lua.h"
 #include "qk_lua_source.h"
@@ -22,7 +23,7 @@ constexpr char kDefaultPath[] = "./?.lua;!/lua/?.lua;!/lua/?/init.lua;!/?.lua;!/
 constexpr char kDefaultCPath[] = "./lua-?.so;./?.so;!/lua-?.so;!/?.so;";
 
 struct BuiltinModules {
-  std::mutex lock;
+  qk::CriticalSection lock;
   std::unordered_map<std::string, lua_CFunction> openers;
 };
 
@@ -75,7 +76,7 @@ int builtin_loader(lua_State* L) {
   lua_CFunction opener = nullptr;
   if (name) {
     BuiltinModules& table = builtins();
-    std::lock_guard<std::mutex> guard(table.lock);
+    std::lock_guard<qk::CriticalSection> guard(table.lock);
     const auto found = table.openers.find(name);
     if (found != table.openers.end()) opener = found->second;
   }
@@ -132,7 +133,7 @@ void set_path(lua_State* L, int package, const char* field, const char* variable
 
 void qk_lua_register_builtin(const char* name, lua_CFunction opener) {
   BuiltinModules& table = builtins();
-  std::lock_guard<std::mutex> guard(table.lock);
+  std::lock_guard<qk::CriticalSection> guard(table.lock);
   if (opener)
     table.openers[name] = opener;
   else

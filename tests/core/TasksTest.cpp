@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -15,6 +16,7 @@
 
 #include "TestPlatform.h"
 #include "platform/qk_threads.h"
+#include "qk/CriticalSection.h"
 #include "qk/Event.h"
 #include "qk/Semaphore.h"
 #include "qk/SharedGroupBarrier.h"
@@ -35,6 +37,71 @@ size_t countOf(const std::string& text, const std::string& part) {
 
 constexpr char kPendingWarning[] = "WARNING QKCORESTATIC (";
 constexpr char kPendingText[] = "qk::SyncTaskQueue is destructed with pending tasks on board";
+
+// ---- Critical sections and events ------------------------------------------------------------
+
+TEST(CriticalSection, ItsHolderTakesItAgainAndOtherThreadsWaitUntilItIsLeftAsOftenAsTaken) {
+  qk::CriticalSection section;
+  section.lock();
+  EXPECT_TRUE(section.try_lock()) << "the holder enters again";
+  bool otherGot = true;
+  std::thread([&] { otherGot = section.try_lock(); }).join();
+  EXPECT_FALSE(otherGot) << "held twice";
+  section.unlock();
+  std::thread([&] { otherGot = section.try_lock(); }).join();
+  EXPECT_FALSE(otherGot) << "still held once";
+  section.unlock();
+  std::thread([&] {
+    otherGot = section.try_lock();
+    if (otherGot) section.unlock();
+  }).join();
+  EXPECT_TRUE(otherGot) << "left as often as taken";
+}
+
+TEST(CriticalSection, AConditionWaitGivesItUpAndTakesItBack) {
+  qk::CriticalSection section;
+  std::condition_variable_any changed;
+  int stage = 0;
+  std::thread other([&] {
+    std::lock_guard<qk::CriticalSection> hold(section);
+    stage = 1;
+    changed.notify_all();
+  });
+  {
+    std::unique_lock<qk::CriticalSection> hold(section);
+    changed.wait(hold, [&] { return stage == 1; });
+    EXPECT_TRUE(hold.owns_lock());
+  }
+  other.join();
+}
+
+TEST(Event, StaysSetForEveryWaitUntilResetAndANoneEventIsNotValid) {
+  qk::Event none;
+  EXPECT_FALSE(none.valid());
+  qk::Event event(false);
+  ASSERT_TRUE(event.valid());
+  EXPECT_FALSE(event.isSet());
+  std::atomic<int> woken{0};
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i) waiters.emplace_back([&] {
+    event.wait();
+    woken += 1;
+  });
+  event.set();
+  for (std::thread& waiter : waiters) waiter.join();
+  EXPECT_EQ(woken.load(), 3);
+  EXPECT_TRUE(event.isSet());
+  event.wait();  // returns at once: still set
+  event.reset();
+  EXPECT_FALSE(event.isSet());
+  qk::Event moved(std::move(event));
+  EXPECT_FALSE(event.valid());
+  EXPECT_TRUE(moved.valid());
+  moved.make(true);
+  EXPECT_TRUE(moved.isSet());
+  moved.close();
+  EXPECT_FALSE(moved.valid());
+}
 
 // ---- Semaphore and threads -----------------------------------------------------------------
 

@@ -4,6 +4,7 @@
 #include <regex>
 #include <utility>
 
+#include "qk/CriticalSection.h"
 #include "qk_utf8.h"
 
 namespace qkAssert {
@@ -30,7 +31,7 @@ constexpr uint32_t kNoId = 0xFFFFFFFF;
 
 // The registry of open dialogs, made on first use.
 struct Registry {
-  std::mutex lock;
+  qk::CriticalSection lock;
   std::unordered_map<DialogHandle, CustomWinDialogBox*> boxes;
 };
 
@@ -41,7 +42,7 @@ Registry& registry() {
 
 CustomWinDialogBox* find_box(DialogHandle dialog) {
   Registry& r = registry();
-  std::lock_guard<std::mutex> hold(r.lock);
+  std::lock_guard<qk::CriticalSection> hold(r.lock);
   const auto found = r.boxes.find(dialog);
   return found == r.boxes.end() ? nullptr : found->second;
 }
@@ -209,7 +210,7 @@ intptr_t CustomWinDialogBox::procedure(IDialogSystem& system, DialogHandle dialo
     auto* box = reinterpret_cast<CustomWinDialogBox*>(lparam);
     {
       Registry& r = registry();
-      std::lock_guard<std::mutex> hold(r.lock);
+      std::lock_guard<qk::CriticalSection> hold(r.lock);
       r.boxes[dialog] = box;
     }
     box->on_init(system, dialog);
@@ -275,7 +276,7 @@ void CustomWinDialogBox::close(IDialogSystem& system, DialogHandle dialog, intpt
 
 void CustomWinDialogBox::forget(DialogHandle dialog) {
   Registry& r = registry();
-  std::lock_guard<std::mutex> hold(r.lock);
+  std::lock_guard<qk::CriticalSection> hold(r.lock);
   r.boxes.erase(dialog);
 }
 

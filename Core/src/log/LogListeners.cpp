@@ -3,6 +3,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "qk/CriticalSection.h"
 #include "qk_log.h"
 
 namespace qk {
@@ -16,7 +17,12 @@ struct Listener {
   void* user;
 };
 
-std::mutex listeners_lock;
+// Made on first use and never destroyed: a line may be logged from any file's static initialiser
+// or destructor.
+qk::CriticalSection& listeners_lock() {
+  static qk::CriticalSection* const lock = new qk::CriticalSection;
+  return *lock;
+}
 Listener listeners[kListeners];
 std::atomic<size_t> listener_count{0};
 thread_local bool in_listener = false;
@@ -25,7 +31,7 @@ thread_local bool in_listener = false;
 
 void call_log_listeners(const LogRecord& record, int64_t wall_clock_base) {
   if (listener_count.load() == 0 || in_listener) return;
-  std::lock_guard<std::mutex> hold(listeners_lock);
+  std::lock_guard<qk::CriticalSection> hold(listeners_lock());
   in_listener = true;
   qk_log_listener_message message{record.time,           record.module.c_str(),
                                   record.text.c_str(),   record.level,
@@ -42,7 +48,7 @@ void call_log_listeners(const LogRecord& record, int64_t wall_clock_base) {
 
 bool qk_log_add_listener(qk_log_listener listener, void* user) {
   if (!listener) return false;
-  std::lock_guard<std::mutex> hold(qk::listeners_lock);
+  std::lock_guard<qk::CriticalSection> hold(qk::listeners_lock());
   const size_t count = qk::listener_count.load();
   if (count == qk::kListeners) return false;
   qk::listeners[count] = {listener, user};
@@ -51,7 +57,7 @@ bool qk_log_add_listener(qk_log_listener listener, void* user) {
 }
 
 bool qk_log_remove_listener(qk_log_listener listener, void* user) {
-  std::lock_guard<std::mutex> hold(qk::listeners_lock);
+  std::lock_guard<qk::CriticalSection> hold(qk::listeners_lock());
   const size_t count = qk::listener_count.load();
   for (size_t i = 0; i < count; ++i) {
     if (qk::listeners[i].function != listener || qk::listeners[i].user != user) continue;

@@ -15,6 +15,7 @@
 #include "log/LogRules.h"
 #include "log/LogState.h"
 #include "platform/qk_platform.h"
+#include "qk/CriticalSection.h"
 #include "qk_log.h"
 
 namespace qk {
@@ -39,7 +40,12 @@ struct LogOutput {
 
 // The outputs lock covers the list, the shared line, each output's duplicate state and file, and
 // the backup requests.
-std::mutex outputs_lock;
+// Made on first use and never destroyed: a line may be logged from any file's static initialiser
+// or destructor.
+qk::CriticalSection& outputs_lock() {
+  static qk::CriticalSection* const lock = new qk::CriticalSection;
+  return *lock;
+}
 LogOutput* outputs = nullptr;
 std::atomic<uint32_t> output_count{0};
 LogLineBuffer shared_line;
@@ -166,7 +172,7 @@ void write_log_outputs(const LogRecord& record, const LogLineSettings& settings,
   if (writing_outputs || output_count.load() == 0) return;
   Failures failures;
   {
-    std::lock_guard<std::mutex> hold(outputs_lock);
+    std::lock_guard<qk::CriticalSection> hold(outputs_lock());
     writing_outputs = true;
     uint32_t last_format = 0;
     for (LogOutput* output = outputs; output; output = output->next) {
@@ -197,7 +203,7 @@ void write_log_outputs(const LogRecord& record, const LogLineSettings& settings,
 }
 
 bool log_outputs_accept(const LogRecord& probe) {
-  std::lock_guard<std::mutex> hold(outputs_lock);
+  std::lock_guard<qk::CriticalSection> hold(outputs_lock());
   for (const LogOutput* output = outputs; output; output = output->next)
     if (accepts(*output, probe)) return true;
   return false;
@@ -207,7 +213,7 @@ void flush_log_outputs() {
   if (output_count.load() == 0) return;
   Failures failures;
   {
-    std::lock_guard<std::mutex> hold(outputs_lock);
+    std::lock_guard<qk::CriticalSection> hold(outputs_lock());
     std::string failure;
     for (LogOutput* output = outputs; output; output = output->next)
       if (!output->file.flush(failure)) {
@@ -226,7 +232,7 @@ void serve_log_request(LogItem* request, const LogLineSettings& settings) {
     case LOG_RECORD_RULE_SET: {
       std::unique_ptr<LogRuleSet> set(static_cast<LogRuleSet*>(request));
       {
-        std::lock_guard<std::mutex> hold(outputs_lock);
+        std::lock_guard<qk::CriticalSection> hold(outputs_lock());
         install(std::move(set), settings, failures);
       }
       pending_rule_sets -= 1;
@@ -234,7 +240,7 @@ void serve_log_request(LogItem* request, const LogLineSettings& settings) {
     }
     case LOG_RECORD_BACKUP: {
       std::unique_ptr<LogBackupRequest> backup(static_cast<LogBackupRequest*>(request));
-      std::lock_guard<std::mutex> hold(outputs_lock);
+      std::lock_guard<qk::CriticalSection> hold(outputs_lock());
       if (!backups) backups = new std::map<std::string, log::limits>;
       (*backups)[std::string(backup->file.view())] = {backup->max_total_size, backup->max_age};
       break;
@@ -253,7 +259,7 @@ void serve_log_request(LogItem* request, const LogLineSettings& settings) {
 void close_log_outputs(const LogLineSettings& settings) {
   Failures failures;
   {
-    std::lock_guard<std::mutex> hold(outputs_lock);
+    std::lock_guard<qk::CriticalSection> hold(outputs_lock());
     while (LogOutput* output = outputs) {
       outputs = output->next;
       close_output(*output, settings, failures);

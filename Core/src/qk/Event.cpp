@@ -2,29 +2,19 @@
 
 namespace qk {
 
-void Event::make(bool initial) { state_.reset(new State{{}, {}, initial}); }
-
-// Notified under the lock: a waiter may close the event as soon as it returns, so set must not
-// touch it after the lock is left.
-void Event::set() {
-  std::lock_guard<std::mutex> hold(state_->lock);
-  state_->set = true;
-  state_->changed.notify_all();
+void Event::make(bool initial) {
+  close();
+  event_ = qk_platform_event_make(initial);
 }
 
-void Event::reset() {
-  std::lock_guard<std::mutex> hold(state_->lock);
-  state_->set = false;
+void Event::close() noexcept {
+  qk_platform_event_close(event_);
+  event_ = nullptr;
 }
 
-void Event::wait() {
-  std::unique_lock<std::mutex> hold(state_->lock);
-  state_->changed.wait(hold, [this] { return state_->set; });
-}
-
-bool Event::isSet() const {
-  std::lock_guard<std::mutex> hold(state_->lock);
-  return state_->set;
-}
+void Event::set() { qk_platform_event_set(event_); }
+void Event::reset() { qk_platform_event_reset(event_); }
+void Event::wait() { qk_platform_event_wait(event_); }
+bool Event::isSet() const { return qk_platform_event_is_set(event_); }
 
 }  // namespace qk

@@ -17,6 +17,7 @@
 #include <mutex>
 
 #include "platform/qk_threads.h"
+#include "qk/CriticalSection.h"
 
 namespace qk {
 
@@ -40,7 +41,7 @@ class Semaphore {
   // Takes one count, waiting until one is free.
   void acquire() {
     if (try_acquire()) return;
-    std::unique_lock<std::mutex> lock(mutex_);
+    std::unique_lock<qk::CriticalSection> lock(lock_);
     waiters_ += 1;
     // The waiter is counted before the count is read again, and release adds to the count before
     // it reads the waiters: one of the two sees the other, so no wake-up is lost.
@@ -52,7 +53,7 @@ class Semaphore {
     if (n < 0) qk_platform_fast_fail(kInvalidArgument);
     if (count_.fetch_add(n) > kMax - n) qk_platform_fast_fail(kInvalidArgument);
     if (waiters_.load() > 0) {
-      std::lock_guard<std::mutex> lock(mutex_);
+      std::lock_guard<qk::CriticalSection> lock(lock_);
       wakeup_.notify_all();
     }
   }
@@ -67,8 +68,8 @@ class Semaphore {
  private:
   std::atomic<int64_t> count_;
   std::atomic<int64_t> waiters_{0};
-  std::mutex mutex_;
-  std::condition_variable wakeup_;
+  qk::CriticalSection lock_;
+  std::condition_variable_any wakeup_;
 };
 
 }  // namespace qk

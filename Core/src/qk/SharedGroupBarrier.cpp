@@ -1,3 +1,4 @@
+#include "qk/CriticalSection.h"
 #include "qk/SharedGroupBarrier.h"
 
 #include <new>
@@ -20,12 +21,12 @@ void SharedGroupBarrier::release() {
 SharedGroupBarrier::~SharedGroupBarrier() { wait(); }
 
 void SharedGroupBarrier::add() {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   pending += 1;
 }
 
 void SharedGroupBarrier::done() {
-  std::unique_lock<std::mutex> hold(lock);
+  std::unique_lock<qk::CriticalSection> hold(lock);
   if (--pending != 0) return;
   hold.unlock();
   // The releasing task still holds a reference, so the barrier outlives this call.
@@ -33,12 +34,12 @@ void SharedGroupBarrier::done() {
 }
 
 void SharedGroupBarrier::wait() {
-  std::unique_lock<std::mutex> hold(lock);
+  std::unique_lock<qk::CriticalSection> hold(lock);
   finished.wait(hold, [this] { return pending == 0; });
 }
 
 uint64_t SharedGroupBarrier::pendingCount() {
-  std::lock_guard<std::mutex> hold(lock);
+  std::lock_guard<qk::CriticalSection> hold(lock);
   return pending;
 }
 

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "qk/CriticalSection.h"
 #include "qk/ObjectPool.h"
 #include "qk/RefPtr.h"
 
@@ -48,7 +49,7 @@ class SharedGroupBarrier {
   ~SharedGroupBarrier();
 
   std::atomic<uint32_t> references{0};
-  std::mutex lock;
+  qk::CriticalSection lock;
   std::condition_variable_any finished;
   uint64_t pending = 0;
 };

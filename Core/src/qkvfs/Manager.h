@@ -43,6 +43,7 @@
 #include <string_view>
 #include <vector>
 
+#include "qk/CriticalSection.h"
 #include "qkvfs/IVFSandbox.h"
 #include "qkvfs/PathTables.h"
 
@@ -122,7 +123,7 @@ class Manager final : public IVFSandbox {
     void operator()(IDriver* driver) const { driver->destroy(); }
   };
   using DriverPtr = std::unique_ptr<IDriver, DriverDestroy>;
-  using Lock = std::lock_guard<std::recursive_mutex>;
+  using Lock = std::lock_guard<qk::CriticalSection>;
 
   // Runs the factories; errors go to `errors`.
   std::vector<DriverPtr> make_drivers(uint64_t id, const std::string& real_source, const std::string& source,
@@ -138,7 +139,7 @@ class Manager final : public IVFSandbox {
   std::vector<DriverFactory> factories_;
   MountFilter mount_filter_ = nullptr;
   void* mount_filter_context_ = nullptr;
-  mutable std::recursive_mutex lock_;
+  mutable qk::CriticalSection lock_;
   std::vector<DriverPtr> drivers_;
   std::vector<DriverPtr> orphans_;
   PathTables tables_;

@@ -1,3 +1,4 @@
+#include "qk/CriticalSection.h"
 #include "qk/tasks/SingleWorker.h"
 
 namespace qk {
@@ -11,7 +12,7 @@ void SingleWorker::stop() {
   running_ = false;
   semaphore_.release();
   if (thread_.joinable()) thread_.join();
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<qk::CriticalSection> hold(lock_);
   decltype(buffer_)().swap(buffer_);
 }
 
@@ -19,7 +20,7 @@ void SingleWorker::work(SyncTaskQueue& queue) {
   while (running_) {
     semaphore_.acquire();
     if (!running_) return;
-    std::lock_guard<std::mutex> hold(lock_);
+    std::lock_guard<qk::CriticalSection> hold(lock_);
     while (MainTask* task = queue.pop()) buffer_.push_back(task);
     for (MainTask* task : buffer_) {
       task->run();

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "qk/CriticalSection.h"
 #include "qk/Semaphore.h"
 #include "qk/SyncTaskQueue.h"
 #include "qk/Thread.h"
@@ -45,7 +46,7 @@ class SingleWorker {
   std::string name_;
   Semaphore semaphore_;
   std::atomic<bool> running_{false};
-  std::mutex lock_;
+  qk::CriticalSection lock_;
   std::vector<MainTask*, allocator<MainTask*>> buffer_;
 };
 

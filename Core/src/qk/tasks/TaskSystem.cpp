@@ -1,3 +1,4 @@
+#include "qk/CriticalSection.h"
 #include "qk/tasks/TaskSystem.h"
 
 #include <algorithm>
@@ -37,7 +38,7 @@ class TaskSystem {
 
  private:
   std::vector<uint32_t> threadIds_;
-  std::mutex lock_;
+  qk::CriticalSection lock_;
   WorkerPool workers_{"qk worker"};
   ListPair workerLists_{TaskList::create(), TaskList::create()};
   WorkerPool ioWorkers_{"qk io"};
@@ -61,7 +62,7 @@ TaskSystem::TaskSystem(const TaskSystemOptions& options) {
 }
 
 TaskSystem::~TaskSystem() {
-  { std::lock_guard<std::mutex> leave(lock_); }
+  { std::lock_guard<qk::CriticalSection> leave(lock_); }
   serial_.stop();
   // The members go in their opposite order: the queues (second first), then the pairs and pools.
 }
@@ -70,7 +71,7 @@ bool TaskSystem::push(WorkerPool& pool, const ListPair& lists, TaskPriority prio
                       std::function<void()> work, SharedGroupBarrier* group) {
   MainTask* task = MainTask::create(std::move(work), group);
   if (!task) return false;
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<qk::CriticalSection> hold(lock_);
   (priority == TaskPriority::Urgent ? lists.first : lists.second)->push(task);
   pool.wake();
   return true;
@@ -79,7 +80,7 @@ bool TaskSystem::push(WorkerPool& pool, const ListPair& lists, TaskPriority prio
 bool TaskSystem::pushSerial(std::function<void()> work, SharedGroupBarrier* group) {
   MainTask* task = MainTask::create(std::move(work), group);
   if (!task) return false;
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<qk::CriticalSection> hold(lock_);
   serialQueue_.push(task);
   serial_.wake();
   return true;
@@ -88,7 +89,7 @@ bool TaskSystem::pushSerial(std::function<void()> work, SharedGroupBarrier* grou
 bool TaskSystem::postMain(std::function<void()> work, SharedGroupBarrier* group) {
   MainTask* task = MainTask::create(std::move(work), group);
   if (!task) return false;
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<qk::CriticalSection> hold(lock_);
   mainQueue_.push(task);
   return true;
 }
@@ -105,7 +106,7 @@ size_t TaskSystem::runMain() {
 
 bool TaskSystem::isTaskThread() {
   const uint32_t self = qk_platform_thread_id();
-  std::lock_guard<std::mutex> hold(lock_);
+  std::lock_guard<qk::CriticalSection> hold(lock_);
   return std::find(threadIds_.begin(), threadIds_.end(), self) != threadIds_.end();
 }
 

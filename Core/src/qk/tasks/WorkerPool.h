@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "qk/CriticalSection.h"
 #include "qk/RefPtr.h"
 #include "qk/Semaphore.h"
 #include "qk/SyncTaskQueue.h"
@@ -39,7 +40,7 @@ class TaskList {
 
   void push(MainTask* task) noexcept { queue_.push(task); }
   MainTask* pop() {
-    std::lock_guard<std::mutex> hold(consumers_);
+    std::lock_guard<qk::CriticalSection> hold(consumers_);
     return queue_.pop();
   }
 
@@ -48,7 +49,7 @@ class TaskList {
   ~TaskList() = default;
 
   std::atomic<uint32_t> references_{0};
-  std::mutex consumers_;
+  qk::CriticalSection consumers_;
   SyncTaskQueue queue_;
 };
 
