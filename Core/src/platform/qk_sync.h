@@ -17,9 +17,10 @@
 #include <cstddef>
 
 // Room for the system's lock: CRITICAL_SECTION is 40 bytes on 64-bit Windows, pthread_mutex_t 40
-// on x86-64 Linux; each implementation checks that its type fits.
+// on x86-64 Linux, each aligned to 8 bytes; each implementation checks that its type fits. No
+// stricter alignment: objects that hold a lock come from pools that align to 8.
 struct qk_platform_lock {
-  alignas(16) unsigned char storage[64];
+  alignas(8) unsigned char storage[48];
 };
 
 void qk_platform_lock_init(qk_platform_lock& lock);
