@@ -180,16 +180,15 @@ bool Config::popInt(uint32_t& out) {
 }
 
 bool Config::popString(std::string& out) {
-  const bool ok = lua_isstring(L, -1) != 0;
-  if (ok) {
-    if (lua_type(L, -1) == LUA_TNUMBER) {
-      number_text(lua_tonumber(L, -1), out);
-    } else {
-      out = lua_tolstring(L, -1, nullptr);  // up to the first NUL: an embedded zero cuts the text
-    }
+  // lua_isstring's test (a string or a number), from one look at the type.
+  const int type = lua_type(L, -1);
+  if (type == LUA_TNUMBER) {
+    number_text(lua_tonumber(L, -1), out);
+  } else if (type == LUA_TSTRING) {
+    out = lua_tolstring(L, -1, nullptr);  // up to the first NUL: an embedded zero cuts the text
   }
   lua_pop(L, 1);
-  return ok;
+  return type == LUA_TNUMBER || type == LUA_TSTRING;
 }
 
 bool Config::popBool(bool& out) {
