@@ -56,6 +56,20 @@ void addVerboseFlag(CLI::App& command) {
       "Show the log's DEBUG lines too, such as \"Mounted: ...\"");
 }
 
+namespace {
+
+// The tool's words for a failed mount; the file system's log lines above it give each driver's
+// reason. The system's reason when nothing the drivers look for can be opened (the source, or the
+// archive it names without its ending); otherwise the drivers found something and refused it.
+std::string mountFailureReason(const std::string& source) {
+  const std::string reason = unreadableReason(source);
+  if (reason.empty() || unreadableReason(source + ".zip").empty() || unreadableReason(source + ".qkpk").empty())
+    return "the lines above say why";
+  return reason;
+}
+
+}  // namespace
+
 int applyMounts(const std::vector<std::string>& texts) {
   for (const std::string& text : texts) {
     std::string error;
@@ -74,11 +88,7 @@ int applyMounts(const std::vector<std::string>& texts) {
       return 1;
     }
     if (id == qkvfs::kMountFailed) {
-      // The file system's log lines above give each driver's reason; the tool's own line says
-      // which option failed, and why when the source can't even be opened.
-      const std::string reason = unreadableReason(spec->source);
-      writeErr("qkmt: --mount " + text + ": can't be mounted: " +
-               (reason.empty() ? "the lines above say why" : reason) + "\n");
+      writeErr("qkmt: --mount " + text + ": can't be mounted: " + mountFailureReason(spec->source) + "\n");
       return 1;
     }
   }

@@ -220,6 +220,11 @@ class Archives(unittest.TestCase):
         self.assertIn(b"Failed to open qkpk archive empty.qkpk. Reason: archive is broken.", r.stderr)
         self.assertTrue(r.stderr.endswith(b"qkmt: --mount empty.qkpk:/: can't be mounted: the lines above say why\n"),
                         r.stderr)
+        # Named without its ending, the archive is what the drivers found and refused.
+        r = self.qkmt("ls", "--mount", "empty:/", "/")
+        self.assertEqual(r.returncode, 1)
+        self.assertTrue(r.stderr.endswith(b"qkmt: --mount empty:/: can't be mounted: the lines above say why\n"),
+                        r.stderr)
 
     def test_an_archive_through_a_pipe_is_told_apart_from_an_empty_file(self):
         if WINDOWS:
