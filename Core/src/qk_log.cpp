@@ -66,9 +66,8 @@ std::thread* worker = nullptr;
 std::atomic<bool> stopping{false};
 thread_local bool on_worker = false;
 // One server of the queue at a time where no worker runs (IMMEDIATE mode, and the stop); recursive,
-// since serving a request may log, and a listener may send a request in turn.
-// Made on first use and never destroyed: a line may be logged from any file's static initialiser
-// or destructor.
+// since serving a request may log, and a listener may send a request in turn. Made on first use
+// and never destroyed: a line may be logged from any file's static initialiser or destructor.
 qk::CriticalSection& serving() {
   static qk::CriticalSection* const lock = new qk::CriticalSection;
   return *lock;

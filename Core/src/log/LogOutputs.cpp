@@ -39,9 +39,8 @@ struct LogOutput {
 };
 
 // The outputs lock covers the list, the shared line, each output's duplicate state and file, and
-// the backup requests.
-// Made on first use and never destroyed: a line may be logged from any file's static initialiser
-// or destructor.
+// the backup requests. Made on first use and never destroyed: a line may be logged from any file's
+// static initialiser or destructor.
 qk::CriticalSection& outputs_lock() {
   static qk::CriticalSection* const lock = new qk::CriticalSection;
   return *lock;
