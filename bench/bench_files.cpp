@@ -31,7 +31,7 @@ struct Fixture {
     std::random_device entropy;
     path = (std::filesystem::temp_directory_path() /
             ("qk-bench-files-" + std::to_string(entropy()) + std::to_string(entropy())))
-               .string();
+               .u8string();  // UTF-8, as both readers take it
     std::vector<char> block(1 << 20);
     std::mt19937 random(1);
     for (char& c : block) c = char(random());
