@@ -184,7 +184,11 @@ bool Config::popString(std::string& out) {
   if (type == LUA_TNUMBER) {
     number_text(lua_tonumber(L, -1), out);
   } else if (type == LUA_TSTRING) {
-    out = lua_tolstring(L, -1, nullptr);  // up to the first NUL: an embedded zero cuts the text
+    // Up to the first NUL: an embedded zero cuts the text. The text is the state's, never `out`'s,
+    // so a plain append does (an assignment checks for overlap first).
+    const char* text = lua_tolstring(L, -1, nullptr);
+    out.clear();
+    out.append(text, std::strlen(text));
   }
   lua_pop(L, 1);
   return type == LUA_TNUMBER || type == LUA_TSTRING;

@@ -11,6 +11,7 @@
 // can't index) reaches the state's panic function and ends the process.
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <exception>
 #include <set>
 #include <stdexcept>
@@ -198,9 +199,36 @@ class CatalogueReader {
     lua_replace(state(), names_.keySlot());
   }
   void pushTextureField(std::string_view key, FieldName name) {
+    if (entryInHand_) return pushField(name);
     if (!keyHasDot_) return config_.pushFieldOf({names_.keySlot(), names_[name]});
     path_.assign(key).append(1, '.').append(kFieldNames[name]);
     config_.pushField(path_.c_str());
+  }
+
+  // Whether the value on top has a metatable; the stack stays as it is. A table without one is read
+  // by plain look-ups that run no Lua code.
+  bool topHasMetatable() {
+    if (!lua_getmetatable(state(), -1)) return false;
+    lua_pop(state(), 1);
+    return true;
+  }
+
+  // For a key without a dot in a textures table without a metatable (on top): pushes the entry
+  // under the key slot's string when it is a table without a metatable, and answers true. Each of
+  // the entry's three dotted look-ups would first find the entry again, and with no metatable on
+  // either table no Lua code runs between them that could change it, so it is found once and its
+  // fields are read from it. Otherwise pushes nothing and answers false.
+  bool takePlainEntry() {
+    lua_State* L = state();
+    lua_pushvalue(L, names_.keySlot());
+    lua_gettable(L, -2);
+    entryInHand_ = lua_istable(L, -1) && !topHasMetatable();
+    if (!entryInHand_) lua_pop(L, 1);
+    return entryInHand_;
+  }
+  void dropEntry() {
+    if (entryInHand_) lua_pop(state(), 1);
+    entryInHand_ = false;
   }
 
   // The keys of the table on top, in traversal order, each through `text`. A key that is neither
@@ -219,28 +247,73 @@ class CatalogueReader {
     }
   }
 
-  // The table on top as a uniform block: one line "key=value\r\n" per key in traversal order. A
-  // line is cut at 511 bytes (it was formatted into 512 bytes), losing its line end. A value that
-  // is neither string nor number repeats the text before it: the previous key's value, or for the
+  // Reads the table on top in one walk, calling line(key, value text) for each entry in traversal
+  // order, when that finds what looking each key up by its text finds: every key is a string that
+  // is its own text (no dot, which would make it a path; no zero byte, which would cut it). A
+  // look-up by such a key finds the value the walk found, which is never nil, so no __index is
+  // asked and no Lua code runs between the look-ups. A table with a metatable is read key by key
+  // all the same, one rule for every table that has one; it also gives two readings of one
+  // catalogue to compare, as an empty metatable changes no look-up. A value that is neither string
+  // nor number is passed over when `skipOthers` is set; otherwise it ends the walk as a key of
+  // another kind does: the walk answers false, and the caller reads the table key by key (what
+  // such a value repeats depends on keys not yet walked). The stack ends as it began.
+  template <class Line>
+  bool walkTextEntries(bool skipOthers, Line line) {
+    lua_State* L = state();
+    if (topHasMetatable()) return false;
+    lua_pushnil(L);
+    while (lua_next(L, -2)) {
+      size_t length = 0;
+      const char* key = lua_type(L, -2) == LUA_TSTRING ? lua_tolstring(L, -2, &length) : nullptr;
+      if (!key || std::memchr(key, '.', length) || std::memchr(key, '\0', length)) {
+        lua_pop(L, 2);
+        return false;
+      }
+      if (config_.popString(text_)) {
+        line(std::string_view(key, length), text_);  // the key stays on the stack until the next step
+      } else if (!skipOthers) {
+        lua_pop(L, 1);
+        return false;
+      }
+    }
+    return true;
+  }
+
+  // One line "key=value\r\n" of a uniform block, cut at 511 bytes (it was formatted into 512
+  // bytes), losing its line end.
+  void appendUniformLine(std::string_view key, const std::string& value) {
+    const size_t length = std::min<size_t>(key.size() + 1 + value.size() + 2, 511);
+    const size_t at = block_.size();
+    block_.resize(at + length);
+    char* line = &block_[at];
+    size_t room = length;
+    const auto put = [&](const char* bytes, size_t count) {
+      count = std::min(count, room);
+      std::memcpy(line, bytes, count);
+      line += count;
+      room -= count;
+    };
+    put(key.data(), key.size());
+    put("=", 1);
+    put(value.data(), value.size());
+    put("\r\n", 2);
+  }
+
+  // The table on top as a uniform block: one line per key in traversal order. A value that is
+  // neither string nor number repeats the text before it: the previous key's value, or for the
   // first key the last key that was collected.
   void readUniformBlock(std::string& out) {
     block_.clear();  // built here, then copied once at its full size
-    text_.clear();
-    readTableKeys(blockKeys_, text_);
-    for (size_t i = 0; i < blockKeys_.size(); ++i) {
-      config_.pushField(blockKeys_.c_str(i));
-      config_.popString(text_);
-      size_t room = 511;
-      const auto put = [&](const char* bytes, size_t count) {
-        count = std::min(count, room);
-        block_.append(bytes, count);
-        room -= count;
-      };
-      const std::string_view key = blockKeys_.view(i);
-      put(key.data(), key.size());
-      put("=", 1);
-      put(text_.data(), text_.size());
-      put("\r\n", 2);
+    const auto line = [this](std::string_view key, const std::string& value) { appendUniformLine(key, value); };
+    if (!walkTextEntries(false, line)) {
+      block_.clear();
+      text_.clear();
+      readTableKeys(blockKeys_, text_);
+      for (size_t i = 0; i < blockKeys_.size(); ++i) {
+        config_.pushField(blockKeys_.c_str(i));
+        config_.popString(text_);
+        line(blockKeys_.view(i), text_);
+      }
     }
     out.assign(block_);
   }
@@ -253,11 +326,13 @@ class CatalogueReader {
     text_.clear();
     readTableKeys(textureKeys_, text_);
     out.reserve(textureKeys_.size());
+    const bool plainTextures = !topHasMetatable();
     for (size_t i = 0; i < textureKeys_.size(); ++i) {
       const std::string_view key = textureKeys_.view(i);
       TextureDesc& texture = out.emplace_back();
       texture.name.assign(key);
       takeTextureKey(key);
+      if (plainTextures && !keyHasDot_) takePlainEntry();
       uint32_t channel = 0;
       pushTextureField(key, TEX);
       bool keep = config_.popString(texture.tex);
@@ -266,6 +341,7 @@ class CatalogueReader {
         keep = config_.popInt(channel);
       }
       if (!keep) {
+        dropEntry();
         out.pop_back();
         continue;
       }
@@ -275,6 +351,7 @@ class CatalogueReader {
         readUniformBlock(texture.uniforms);
       }
       lua_pop(state(), 1);
+      dropEntry();
     }
   }
 
@@ -303,11 +380,16 @@ class CatalogueReader {
   }
 
   // Calls `take` with the elements t[1], t[2], ... of the table on top as text, up to the first
-  // that is neither string nor number.
+  // that is neither string nor number. Without a metatable on the table, t[i] is a plain read,
+  // which lua_rawgeti does in one call.
   template <class Take>
   void readArray(Take take) {
+    const bool plain = !topHasMetatable();
     for (int i = 1; i < INT_MAX; ++i) {
-      config_.pushIndex(i);
+      if (plain)
+        lua_rawgeti(state(), -1, i);
+      else
+        config_.pushIndex(i);
       if (!config_.popString(text_)) break;
       take(text_);
     }
@@ -327,12 +409,17 @@ class CatalogueReader {
   // `name = "value";` for each key with a text value, with no separator between entries.
   void readUserDefines(std::string& out) {
     block_.clear();
-    text_.clear();
-    readTableKeys(blockKeys_, text_);
-    for (size_t i = 0; i < blockKeys_.size(); ++i) {
-      config_.pushField(blockKeys_.c_str(i));
-      if (!config_.popString(text_)) continue;
-      block_.append(blockKeys_.view(i)).append(" = \"").append(text_).append("\";");
+    const auto define = [this](std::string_view name, const std::string& value) {
+      block_.append(name).append(" = \"").append(value).append("\";");
+    };
+    if (!walkTextEntries(true, define)) {
+      block_.clear();
+      text_.clear();
+      readTableKeys(blockKeys_, text_);
+      for (size_t i = 0; i < blockKeys_.size(); ++i) {
+        config_.pushField(blockKeys_.c_str(i));
+        if (config_.popString(text_)) define(blockKeys_.view(i), text_);
+      }
     }
     out.append(block_);
   }
@@ -373,6 +460,7 @@ class CatalogueReader {
   Lua::Config config_;
   KeyList materialKeys_, textureKeys_, blockKeys_;
   bool keyHasDot_ = false;
+  bool entryInHand_ = false;  // a texture entry is on top of its table (takePlainEntry)
   std::string text_;   // the one text buffer of each step, as the rules above use it
   std::string path_;   // dotted paths
   std::string block_;  // a uniform block or the user defines while they are built

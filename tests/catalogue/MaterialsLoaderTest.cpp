@@ -5,6 +5,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -403,6 +404,154 @@ TEST_F(MaterialsLoader, EveryRuleTogetherGivesTheRecordedCatalogue) {
   ASSERT_TRUE(load(testData("catalogues/every-rule.lua")));
   EXPECT_EQ(describe(list.materials()), testData("catalogues/every-rule.txt"));
   EXPECT_TRUE(host.boxes.empty());
+}
+
+// ---- Tables with and without metatables ----------------------------------------------------
+// A table without a metatable is read in fewer steps than one with a metatable, whose look-ups may
+// run Lua code. An empty metatable changes no look-up, so a catalogue whose every table has one
+// must read exactly as the same catalogue without them.
+
+// Appended to a catalogue: gives every table under `materials` an empty metatable, where it has none.
+const char kEmptyMetatables[] = R"(
+local seen = {}
+local function wrap(t)
+  if seen[t] then return end
+  seen[t] = true
+  if getmetatable(t) == nil then setmetatable(t, {}) end
+  for _, v in pairs(t) do if type(v) == "table" then wrap(v) end end
+end
+wrap(materials)
+)";
+
+// A random catalogue with the schema's odd corners: keys that are numbers, booleans, dotted or hold
+// a zero byte, values of every type, gaps in arrays, texture entries that are text. It leaves out
+// what ends the process (texture entries and dotted keys' first steps that Lua can't index).
+class RandomCatalogue {
+ public:
+  explicit RandomCatalogue(unsigned seed) : random_(seed) {}
+
+  std::string script() {
+    std::string out = "materials = {\n";
+    const int count = pick(1, 6);
+    for (int i = 0; i < count; ++i) {
+      const char* const names[] = {"metal", "default", "stone", "m"};
+      out += "  [\"" + std::string(names[pick(0, 3)]) + std::to_string(i) + "\"] = { shader_name = " + value() +
+             ", uniforms = " + block() + ", textures = " + textures() + ", misc = " + misc() +
+             ", allowed_nodes = " + array() + ", allowed_objects = " + array() +
+             ", default_user_defines = " + block() + " },\n";
+    }
+    return out + "}\n";
+  }
+
+ private:
+  int pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
+
+  std::string key() {
+    switch (pick(0, 9)) {
+      case 0: return "[" + std::to_string(pick(1, 3)) + "]";
+      case 1: return "[2.5]";
+      case 2: return "[true]";
+      case 3: return "[\"nest.q\"]";    // a path through the table below
+      case 4: return "[\"absent.q\"]";  // a path whose first step is nil
+      case 5: return "[\"z\\0w\"]";     // looked up by the text before the zero
+      default: return std::string(1, char('a' + pick(0, 5)));
+    }
+  }
+  std::string value() {
+    switch (pick(0, 9)) {
+      case 0: return std::to_string(pick(-3, 99));
+      case 1: return "0." + std::to_string(pick(0, 999));
+      case 2: return "true";
+      case 3: return "{}";
+      case 4: return "\"1.5\"";
+      case 5: return "\"x\\0y\"";
+      default: return "\"v" + std::to_string(pick(0, 9)) + "\"";
+    }
+  }
+  // A table of keys and values, with the table that dotted keys step into.
+  std::string block() {
+    if (pick(0, 5) == 0) return value();
+    std::string out = "{ nest = { q = " + value() + " }, ";
+    for (int i = pick(0, 5); i > 0; --i) out += key() + " = " + value() + ", ";
+    return out + "}";
+  }
+  std::string texture() {
+    switch (pick(0, 7)) {
+      case 0: return "\"text\"";
+      case 1: return "{ channel = 1 }";
+      case 2: return "{ tex = 5, channel = \"2\", uniforms = " + block() + " }";
+      default:
+        return "{ tex = \"Diffuse Color\", channel = " + std::to_string(pick(0, 3)) + ", uniforms = " + block() +
+               " }";
+    }
+  }
+  std::string textures() {
+    std::string out = "{ nest = { q = " + texture() + " }, ";
+    for (int i = pick(0, 4); i > 0; --i) out += key() + " = " + texture() + ", ";
+    return out + "}";
+  }
+  std::string misc() {
+    return "{ normals = " + value() + ", opacity = \"blend\", shadowCaster = " + value() + " }";
+  }
+  std::string array() {
+    const char* const items[] = {"\"Mesh\"", "\"Line\"", "\"Spline\"", "\"node\"", "nil", "7", "true"};
+    std::string out = "{ ";
+    for (int i = pick(0, 5); i > 0; --i) out += std::string(items[pick(0, 6)]) + ", ";
+    return out + "}";
+  }
+
+  std::mt19937 random_;
+};
+
+TEST_F(MaterialsLoader, EmptyMetatablesChangeNothingRead) {
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    const std::string script = RandomCatalogue(seed).script();
+    MaterialsList plain, wrapped;
+    ASSERT_TRUE(plain.loadMaterialsList(dir.write("plain.lua", script).c_str())) << script;
+    ASSERT_TRUE(wrapped.loadMaterialsList(dir.write("wrapped.lua", script + kEmptyMetatables).c_str()));
+    ASSERT_EQ(describe(plain.materials()), describe(wrapped.materials())) << "seed " << seed << "\n" << script;
+  }
+  EXPECT_TRUE(host.boxes.empty());
+}
+
+// Each dotted look-up of a texture field asks the textures table again, __index included, and
+// finds what an entry's own __index put there; an array element that isn't there is asked of __index.
+TEST_F(MaterialsLoader, EveryLookUpAsksTheMetatable) {
+  ASSERT_TRUE(load(R"(
+    local asked = 0
+    local entries = { __index = function(t, key)
+      asked = asked + 1
+      return { tex = "T" .. asked, channel = asked, uniforms = { n = asked } }
+    end }
+    local swapping = {}
+    swapping.d = setmetatable({ tex = "Bump" }, { __index = function(t, key)
+      swapping.d = { uniforms = { swapped = key } }
+      return 1
+    end })
+    materials = { m = {
+      textures = setmetatable({ [1] = {} }, entries),
+      allowed_nodes = setmetatable({ "a" }, { __index = { [2] = "b" } }),
+      default_user_defines = setmetatable({ A = "a" }, { __index = { B = "b" } }),
+    }, s = { textures = swapping } })"));
+  ASSERT_EQ(list.materials().size(), 2u);
+  const MaterialDesc& m = list.materials()[0].name == "m" ? list.materials()[0] : list.materials()[1];
+  const MaterialDesc& s = list.materials()[0].name == "s" ? list.materials()[0] : list.materials()[1];
+  ASSERT_EQ(s.textures.size(), 1u);
+  EXPECT_EQ(s.textures[0].tex, "Bump");
+  EXPECT_EQ(s.textures[0].channel, 1);
+  EXPECT_EQ(s.textures[0].uniforms, "swapped=channel\r\n");
+  ASSERT_EQ(m.textures.size(), 1u);
+  EXPECT_EQ(m.textures[0].name, "1");  // looked up as "1", which only __index answers
+  EXPECT_EQ(m.textures[0].tex, "T1");
+  EXPECT_EQ(m.textures[0].channel, 2);
+  EXPECT_EQ(m.textures[0].uniforms, "n=3\r\n");
+  EXPECT_EQ(m.allowedNodes, (std::set<std::string>{"a", "b"}));
+  EXPECT_EQ(m.defaultUserDefines, "A = \"a\";");  // only the table's own keys are walked
+}
+
+TEST_F(MaterialsLoader, EveryRuleWithEmptyMetatablesGivesTheRecordedCatalogue) {
+  ASSERT_TRUE(load(testData("catalogues/every-rule.lua") + kEmptyMetatables));
+  EXPECT_EQ(describe(list.materials()), testData("catalogues/every-rule.txt"));
 }
 
 TEST_F(MaterialsLoader, AnEmptyPathIsOutOfRange) {
