@@ -218,13 +218,13 @@ class CatalogueReader {
   // the entry's three dotted look-ups would first find the entry again, and with no metatable on
   // either table no Lua code runs between them that could change it, so it is found once and its
   // fields are read from it. Otherwise pushes nothing and answers false.
-  bool takePlainEntry() {
+  bool pushPlainEntry() {
     lua_State* L = state();
     lua_pushvalue(L, names_.keySlot());
     lua_gettable(L, -2);
-    entryInHand_ = lua_istable(L, -1) && !topHasMetatable();
-    if (!entryInHand_) lua_pop(L, 1);
-    return entryInHand_;
+    if (lua_istable(L, -1) && !topHasMetatable()) return true;
+    lua_pop(L, 1);
+    return false;
   }
   void dropEntry() {
     if (entryInHand_) lua_pop(state(), 1);
@@ -247,16 +247,35 @@ class CatalogueReader {
     }
   }
 
-  // Reads the table on top in one walk, calling line(key, value text) for each entry in traversal
-  // order, when that finds what looking each key up by its text finds: every key is a string that
-  // is its own text (no dot, which would make it a path; no zero byte, which would cut it). A
-  // look-up by such a key finds the value the walk found, which is never nil, so no __index is
-  // asked and no Lua code runs between the look-ups. A table with a metatable is read key by key
-  // all the same, one rule for every table that has one; it also gives two readings of one
-  // catalogue to compare, as an empty metatable changes no look-up. A value that is neither string
-  // nor number is passed over when `skipOthers` is set; otherwise it ends the walk as a key of
-  // another kind does: the walk answers false, and the caller reads the table key by key (what
-  // such a value repeats depends on keys not yet walked). The stack ends as it began.
+  // Builds block_ anew from the table on top: line(key, value text), which appends to block_, for
+  // each entry in traversal order. A value that is neither string nor number is passed over when
+  // `skipOthers` is set; otherwise its line repeats the text before it: the previous entry's value,
+  // or for the first entry the last key.
+  //
+  // The entries are looked up by their keys' text, as paths (see readTableKeys), after all keys
+  // have been collected. The table is read in one walk instead when that finds the same: every key
+  // is a string that is its own text (no dot, which would make it a path; no zero byte, which
+  // would cut it), so a look-up by it finds the value the walk found, which is never nil: no
+  // __index is asked and no Lua code runs between the look-ups. A key of another kind, or a value
+  // that would repeat text (which depends on keys not yet walked), ends the walk, and the table is
+  // read key by key from the start. A table with a metatable is always read key by key: one rule
+  // for every table that has one, which also gives two readings of one catalogue to compare, as an
+  // empty metatable changes no look-up. The stack ends as it began.
+  template <class Line>
+  void readTextEntries(bool skipOthers, Line line) {
+    block_.clear();
+    if (walkTextEntries(skipOthers, line)) return;
+    block_.clear();  // what the walk wrote before it gave up
+    text_.clear();
+    readTableKeys(blockKeys_, text_);
+    for (size_t i = 0; i < blockKeys_.size(); ++i) {
+      config_.pushField(blockKeys_.c_str(i));
+      if (config_.popString(text_) || !skipOthers) line(blockKeys_.view(i), text_);
+    }
+  }
+
+  // The walk of readTextEntries: answers false where it gives up, having called `line` for the
+  // entries before.
   template <class Line>
   bool walkTextEntries(bool skipOthers, Line line) {
     lua_State* L = state();
@@ -303,18 +322,9 @@ class CatalogueReader {
   // neither string nor number repeats the text before it: the previous key's value, or for the
   // first key the last key that was collected.
   void readUniformBlock(std::string& out) {
-    block_.clear();  // built here, then copied once at its full size
-    const auto line = [this](std::string_view key, const std::string& value) { appendUniformLine(key, value); };
-    if (!walkTextEntries(false, line)) {
-      block_.clear();
-      text_.clear();
-      readTableKeys(blockKeys_, text_);
-      for (size_t i = 0; i < blockKeys_.size(); ++i) {
-        config_.pushField(blockKeys_.c_str(i));
-        config_.popString(text_);
-        line(blockKeys_.view(i), text_);
-      }
-    }
+    // built in block_, then copied once at its full size
+    readTextEntries(
+        false, [this](std::string_view key, const std::string& value) { appendUniformLine(key, value); });
     out.assign(block_);
   }
 
@@ -332,7 +342,7 @@ class CatalogueReader {
       TextureDesc& texture = out.emplace_back();
       texture.name.assign(key);
       takeTextureKey(key);
-      if (plainTextures && !keyHasDot_) takePlainEntry();
+      entryInHand_ = plainTextures && !keyHasDot_ && pushPlainEntry();
       uint32_t channel = 0;
       pushTextureField(key, TEX);
       bool keep = config_.popString(texture.tex);
@@ -408,19 +418,9 @@ class CatalogueReader {
 
   // `name = "value";` for each key with a text value, with no separator between entries.
   void readUserDefines(std::string& out) {
-    block_.clear();
-    const auto define = [this](std::string_view name, const std::string& value) {
+    readTextEntries(true, [this](std::string_view name, const std::string& value) {
       block_.append(name).append(" = \"").append(value).append("\";");
-    };
-    if (!walkTextEntries(true, define)) {
-      block_.clear();
-      text_.clear();
-      readTableKeys(blockKeys_, text_);
-      for (size_t i = 0; i < blockKeys_.size(); ++i) {
-        config_.pushField(blockKeys_.c_str(i));
-        if (config_.popString(text_)) define(blockKeys_.view(i), text_);
-      }
-    }
+    });
     out.append(block_);
   }
 
@@ -460,10 +460,10 @@ class CatalogueReader {
   Lua::Config config_;
   KeyList materialKeys_, textureKeys_, blockKeys_;
   bool keyHasDot_ = false;
-  bool entryInHand_ = false;  // a texture entry is on top of its table (takePlainEntry)
-  std::string text_;   // the one text buffer of each step, as the rules above use it
-  std::string path_;   // dotted paths
-  std::string block_;  // a uniform block or the user defines while they are built
+  bool entryInHand_ = false;  // a texture entry is on top of its table (pushPlainEntry)
+  std::string text_;          // the one text buffer of each step, as the rules above use it
+  std::string path_;          // dotted paths
+  std::string block_;         // a uniform block or the user defines while they are built
 };
 
 }  // namespace
